@@ -1,0 +1,50 @@
+/// Editing a growable byte buffer that somebody else owns.
+#pragma once
+
+#include <cstdint>
+
+#include "KxPlatform.h"
+
+namespace kx_gen {
+
+/// Edits the bytes at `*slot`, where `slot` is the owner's own pointer, so that the owner always
+/// sees the current buffer. Buffers come from `malloc` and belong to the slot's owner; this class
+/// frees one only when it replaces it, or in `deleteBuff`. Copies edit the same slot.
+class KX_API CBufferManager {
+ public:
+  /// `size` bytes of the `capacity` allocated at `*slot` are in use; growth is in whole blocks of
+  /// `block` bytes.
+  CBufferManager(char** slot, unsigned long size, unsigned long capacity, unsigned long block);
+  CBufferManager(const CBufferManager&) = default;
+  CBufferManager& operator=(const CBufferManager&) = default;
+  ~CBufferManager() = default;
+
+  void assignBuffer(char** slot, unsigned long size, unsigned long capacity, unsigned long block);
+  unsigned long size() const { return size_; }
+  /// The byte at `pos`; null, after an assertion, outside the size.
+  char* get(unsigned long pos) const;
+  /// Copies `len` bytes from `pos` to `dst`; zeros, after an assertion, outside the size.
+  void read(unsigned long pos, char* dst, unsigned long len) const;
+  /// Puts `newLen` bytes from `src` (which may lie inside the buffer) in place of the `oldLen` bytes
+  /// at `pos`. 0, or -1 with nothing changed when memory ran out or the place is outside the size.
+  long replace(unsigned long pos, unsigned long oldLen, const char* src, unsigned long newLen);
+  long insert(unsigned long pos, const char* src, unsigned long len);
+  void erase(unsigned long pos, long len);
+  void write(unsigned long pos, const char* src, unsigned long len);
+  /// Fits the capacity to the size: one block more than the whole blocks that it fills.
+  void resize();
+  /// Frees the buffer and clears the slot; size and capacity stay.
+  void deleteBuff();
+  /// Makes room for `extra` bytes beyond the size, without changing it; 0 or -1.
+  long reserve(unsigned long extra);
+
+ private:
+  long grow(uint64_t wanted);
+
+  char** slot_;
+  uint32_t capacity_;
+  uint32_t size_;
+  uint32_t block_;
+};
+
+}  // namespace kx_gen

@@ -1,0 +1,208 @@
+/// Disk files, file search, time values and path functions.
+#pragma once
+
+#include <ctime>
+
+#include "KxFormat.h"
+#include "KxPlatform.h"
+#include "KxString.h"
+
+namespace kx_gen {
+
+/// Seconds since 1 January 1970, UTC, in 32 bits; 0 when a conversion from a file time failed, all
+/// ones when one from a broken-down time did.
+class KX_API CTime {
+ public:
+  CTime() = default;
+  CTime(unsigned long seconds) : seconds_(static_cast<uint32_t>(seconds)) {}
+  /// Local time to seconds, as the C runtime's `mktime` does. Day 1 to 31, month 1 to 12 and year
+  /// from 1900 are asserted. `dst`: 0 standard time, positive daylight saving, negative unknown.
+  CTime(int year, int month, int day, int hour, int minute, int second, int dst);
+  CTime(const SYSTEMTIME& local, int dst);
+  CTime(const FILETIME& utc, int dst);
+  CTime& operator=(unsigned long seconds) {
+    seconds_ = static_cast<uint32_t>(seconds);
+    return *this;
+  }
+
+  static CTime GetCurrentTime();
+  unsigned long GetTime() const { return seconds_; }
+
+  /// Fill `*out` and return it; null, and nothing filled, when the time cannot be broken down.
+  std::tm* GetGmtTm(std::tm* out) const;
+  std::tm* GetLocalTm(std::tm* out) const;
+  bool GetAsSystemTime(SYSTEMTIME& local) const;
+
+  // Fields of the local time.
+  int GetYear() const;
+  int GetMonth() const;  ///< 1 to 12.
+  int GetDay() const;    ///< 1 to 31.
+  int GetHour() const;
+  int GetMinute() const;
+  int GetSecond() const;
+
+  friend bool operator==(CTime a, CTime b) { return a.seconds_ == b.seconds_; }
+  friend bool operator!=(CTime a, CTime b) { return a.seconds_ != b.seconds_; }
+  friend bool operator<(CTime a, CTime b) { return a.seconds_ < b.seconds_; }
+  friend bool operator>(CTime a, CTime b) { return a.seconds_ > b.seconds_; }
+  friend bool operator<=(CTime a, CTime b) { return a.seconds_ <= b.seconds_; }
+  friend bool operator>=(CTime a, CTime b) { return a.seconds_ >= b.seconds_; }
+
+ private:
+  void setBrokenDown(int year, int month, int day, int hour, int minute, int second, int dst);
+  uint32_t seconds_ = 0;
+};
+
+/// What `CFile::GetStatus` tells of a file.
+struct CFileStatus {
+  CTime creationTime;
+  CTime lastWriteTime;
+  CTime lastAccessTime;
+  uint32_t size = 0;            ///< In bytes; the low 32 bits.
+  unsigned char attribute = 0;  ///< The low bits of the file's attributes.
+  wchar_t fullName[format::kMaxPath] = {};
+};
+
+/// One disk file. Every refusal of the system is thrown: `CFileException*` for opening, writing,
+/// changing the length and the operations by name, plain `CException*` with message 8 (read), 9
+/// (flush) or 10 (seek, position). Also the virtual interface of the memory files.
+class KX_API CFile {
+ public:
+  /// Open flags, combined by OR: one access, one sharing, and the others as wanted.
+  enum OpenFlags : unsigned int {
+    modeRead = 0x0000,
+    modeWrite = 0x0001,
+    modeReadWrite = 0x0002,
+    shareCompat = 0x0000,
+    shareExclusive = 0x0010,
+    shareDenyWrite = 0x0020,
+    shareDenyRead = 0x0030,
+    shareDenyNone = 0x0040,
+    modeNoInherit = 0x0080,
+    modeCreate = 0x1000,
+    modeNoTruncate = 0x2000,  ///< With modeCreate: keep what the file holds.
+  };
+
+  CFile();
+  CFile(const CFile&) = delete;
+  CFile& operator=(const CFile&) = delete;
+  virtual ~CFile();  ///< Closes.
+
+  /// Opens `name`, closing first what was open. Returns 1 or throws `CFileException*`.
+  virtual int Open(const wchar_t* name, unsigned int flags);
+  virtual void Close();  ///< Nothing on a closed file.
+  virtual void SetFilePath(const wchar_t* path);
+  /// Returns the count that the system wrote.
+  virtual unsigned int Write(const void* data, unsigned int count);
+  /// Returns `count`; fewer bytes are a thrown `CException(8, 7)`.
+  virtual unsigned int Read(void* buffer, unsigned int count);
+  /// Moves from 0 begin, 1 current or 2 end and returns the new position. Positions of 0xFFFFFFFF
+  /// and above fail.
+  virtual unsigned long Seek(long offset, unsigned int from);
+  virtual unsigned long GetPosition() const;
+  virtual void Flush();
+  virtual bool IsOpen() const;
+  virtual void SetLength(unsigned long length);  ///< Leaves the position at `length`.
+  virtual unsigned long GetLength();             ///< Leaves the position where it was.
+
+  /// Takes a system handle (on POSIX systems a file descriptor) and moves it to the beginning.
+  void Attach(unsigned int handle);
+  /// The system handle; 0xFFFFFFFF when closed.
+  unsigned int GetFileHandle() const;
+
+  _String GetFilePath() const;  ///< The name given to `Open`.
+  _String GetFileDrive() const;
+  _String GetFileDir() const;
+  _String GetFileTitle() const;
+  _String GetFileExt() const;
+  _String GetNextValidNumberedName(const wchar_t* other) const;
+
+  /// Concatenates, adding a missing separator behind the folder and a missing dot before the
+  /// extension.
+  static _String CreateFilePath(const wchar_t* folder, const wchar_t* name);
+  static _String CreateFilePath(const wchar_t* folder, const wchar_t* title, const wchar_t* ext);
+  static _String CreateFilePath(const wchar_t* drive, const wchar_t* folder, const wchar_t* title,
+                                const wchar_t* ext);
+
+  void SeekToBegin();
+  unsigned long SeekToEnd();
+  bool IsEOF();
+
+  static void Rename(const wchar_t* from, const wchar_t* to);
+  static void Remove(const wchar_t* name);
+  static void Move(const wchar_t* from, const wchar_t* to);
+  static void Copy(const wchar_t* from, const wchar_t* to);  ///< Never onto an existing file.
+
+  bool GetStatus(CFileStatus& status) const;
+  static bool GetStatus(const wchar_t* name, CFileStatus& status);
+
+ private:
+  HANDLE handle_;
+  _String path_;
+};
+
+/// Enumerates the files that match a pattern (`*` any run, `?` one character). After `FindFile`, call
+/// `FindNextFileW` to reach the first match; the last match is current when it returns false.
+class KX_API CFileFind {
+ public:
+  CFileFind();
+  CFileFind(const CFileFind&) = delete;
+  CFileFind& operator=(const CFileFind&) = delete;
+  virtual ~CFileFind();
+
+  virtual _String GetFileName() const;
+  virtual _String GetFilePath() const;
+  virtual _String GetFileTitle() const;
+  virtual _String GetRoot() const;
+  virtual bool GetLastWriteTime(FILETIME* time) const;
+  virtual bool GetLastAccessTime(FILETIME* time) const;
+  virtual bool GetCreationTime(FILETIME* time) const;
+  virtual bool MatchesMask(unsigned long mask) const;
+  virtual bool IsDots() const;
+  /// Starts a search; null means "*.*". False, with the reason as the last error, when nothing
+  /// matches. `flags` is not used.
+  virtual bool FindFile(const wchar_t* pattern, unsigned long flags = 0);
+  virtual bool FindNextFileW();
+
+ protected:
+  virtual void CloseContext();
+
+ public:
+  void Close();
+  unsigned long GetLength() const;
+
+ private:
+  struct FindRecord;
+  FindRecord* found_ = nullptr;
+  FindRecord* next_ = nullptr;
+  HANDLE search_ = nullptr;
+  unsigned long reserved_ = 0;
+  _String root_;
+  wchar_t separator_ = L'\\';
+};
+
+// Paths. Backslash and slash both separate, mixed freely; buffers hold 260 characters.
+
+/// Splits a path. A rooted path counts as having its root separator (or share) as its drive. Every
+/// output may be null.
+KX_API void _tsplitpath(const wchar_t* path, wchar_t* drive, wchar_t* dir, wchar_t* title,
+                        wchar_t* ext);
+/// The absolute form of `src` in `dst` of `size` characters; null when it cannot be made.
+KX_API wchar_t* _tfullpath(wchar_t* dst, const wchar_t* src, unsigned int size);
+KX_API void GetRoot(const wchar_t* path, wchar_t* root);
+/// Copies `src` to `dst` (260 characters) and returns 1.
+KX_API int FullPath(wchar_t* dst, const wchar_t* src);
+KX_API bool IsFileExist(const wchar_t* path);
+KX_API bool ValidateFilePath(const wchar_t* path);
+KX_API _String GetFileDrive(const wchar_t* path);
+KX_API _String GetFileDir(const wchar_t* path);
+KX_API _String GetFileTitle(const wchar_t* path);
+KX_API _String GetFileExt(const wchar_t* path);
+/// The first of title-1, title-2, ... that does not exist. `other` is not used.
+KX_API _String GetNextValidNumberedName(const wchar_t* path, const wchar_t* other);
+/// `path` with a title of at most 27 characters, numbered on until it exists neither there nor in
+/// `otherFolder` (null: not looked at) or until it equals `stopName` (null: never).
+KX_API _String GetValidFileName(const wchar_t* path, const wchar_t* otherFolder,
+                                const wchar_t* stopName);
+
+}  // namespace kx_gen

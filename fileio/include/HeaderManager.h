@@ -1,0 +1,98 @@
+/// The header table of a file, and its headers' slots.
+#pragma once
+
+#include <vector>
+
+#include "FileStream.h"
+#include "TaggedDataHeader.h"
+
+namespace kx_gen {
+
+#pragma pack(push, 1)
+/// One entry of the header table.
+struct THeaderRecord {
+  uint16_t id;
+  uint32_t size;  ///< Of the slot, in bytes.
+};
+#pragma pack(pop)
+static_assert(sizeof(THeaderRecord) == format::kHeaderRecordSize, "header records are packed");
+
+/// A header as one of the manager's lists knows it.
+struct THeaderInfo {
+  THeaderRecord record;
+  CTaggedDataHeader* header;  ///< Null until known.
+  bool present;               ///< Registered list: the header also stands in the read list.
+  std::vector<unsigned char> slot;  ///< Read list: the slot of a header that nobody registered.
+};
+
+/// Matches the headers found in a file (read list) with those that the program knows (registered
+/// list). A header of the file that nobody registered is kept: its slot is remembered on reading and
+/// written back at its new place, with an assertion in the log.
+class KX_API CHeaderManager : public CBaseObject {
+ public:
+  explicit CHeaderManager(unsigned short tablePos);
+  CHeaderManager(const CHeaderManager&) = delete;
+  CHeaderManager& operator=(const CHeaderManager&) = delete;
+  ~CHeaderManager() override;  ///< Deletes the registered header objects.
+
+  /// Reads the table at the table position and matches it. When it throws, the read list is empty.
+  /// Throws message 20 when a registered header is larger than its recorded slot.
+  void Read(CFileStream& stream) override;
+  void Write(CFileStream& stream) override;  ///< Writes the table alone.
+
+  /// Adds a header to the registered list, which then owns `header`.
+  void RegisterHeader(const THeaderRecord& record, CTaggedDataHeader* header);
+  void AddHeader(const THeaderRecord& record);  ///< To the read list; a repeated id is ignored.
+  CTaggedDataHeader* GetHeaderPtr(unsigned short id);  ///< The registered header, or null.
+  void AddRegistered();
+  /// Raises recorded sizes to the registered ones, or throws message 20 while reporting is on.
+  void ResizeHeaders();
+  /// While on (1, as constructed), a registered size above the recorded one throws message 20.
+  void SetReportSizeProblem(int report) { reportSizeProblem_ = report; }
+  void ForgetRead();  ///< Empties the read list, as for a file about to be created.
+
+  bool ReadHeader(CFileStream& stream, unsigned short id);  ///< False: the file lacks it.
+  void WriteHeader(CFileStream& stream, unsigned short id);
+  void WriteAll(CFileStream& stream);  ///< Table and every slot; all headers are checked first.
+
+  /// File offsets of a slot, 0xFFFFFFFF when the id is unknown.
+  unsigned long GetHeaderReadPos(unsigned short id);
+  unsigned long GetHeaderWritePos(unsigned short id);
+  unsigned long GetReadHeadersEnd();
+  unsigned long GetWriteHeadersEnd();
+  /// True while the table in the file still lacks a registered header.
+  bool MustGrowTable();
+
+  using HeaderList = std::vector<THeaderInfo*>;
+  const HeaderList& GetReadList() const { return readList_; }  ///< In file order.
+
+ protected:
+  using iterator = HeaderList::iterator;
+
+  void AddHeader(HeaderList& list, const THeaderRecord& record);
+  iterator Find(HeaderList& list, unsigned short id);
+  unsigned short GetReadHeaderBlockSize();
+  unsigned short GetWriteHeaderBlockSize();
+  unsigned long GetHeadersSize(HeaderList& list);
+  unsigned long GetHeaderPos(HeaderList& list, unsigned short id);
+  unsigned short CountNonPresent(HeaderList& list);
+  void ClearPresentFlag(HeaderList& list);
+  void RemoveAll(HeaderList& list, bool deleteHeaders);
+  void WriteHeadersInfo(CFileStream& stream, HeaderList& list);
+  void WriteAll(CFileStream& stream, HeaderList& list);
+
+ private:
+  void readTable(CFileStream& stream);
+  void rememberUnknownSlots(CFileStream& stream);
+  void checkAllFit();
+  void shrinkCutSlots();
+
+  int reportSizeProblem_ = 1;
+  HeaderList readList_;
+  uint32_t tablePos_;
+  HeaderList registered_;
+  bool tableInFile_ = false;     // a table was read, and none written since
+  uint64_t lengthWhenRead_ = 0;  // of the file, in bytes
+};
+
+}  // namespace kx_gen

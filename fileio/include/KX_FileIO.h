@@ -1,0 +1,21 @@
+/// The whole of KX_FileIO.
+#pragma once
+
+#include "BufferManager.h"
+#include "CategoryDB.h"
+#include "CategoryRecord.h"
+#include "Database.h"
+#include "Exception.h"
+#include "File.h"
+#include "FileStream.h"
+#include "HeaderManager.h"
+#include "KxFormat.h"
+#include "KxLittleEndian.h"
+#include "KxPlatform.h"
+#include "KxString.h"
+#include "OutlineDB.h"
+#include "OutlineRecord.h"
+#include "Rowset.h"
+#include "TaggedDataHeader.h"
+#include "TaggedDataManager.h"
+#include "kx_assert.h"

@@ -1,0 +1,129 @@
+/// The outline database (".kxo" files).
+#pragma once
+
+#include <vector>
+
+#include "Database.h"
+#include "OutlineRecord.h"
+#include "TaggedDataHeader.h"
+
+namespace kx_gen {
+
+/// The ids of deleted items that synchronisation consumes, in the order of deletion.
+class KX_API CDeletedThoughts {
+ public:
+  void AddId(unsigned long id);  ///< Duplicates are kept.
+  bool IsDeleted(unsigned long id) const;
+  void removeId(unsigned long id);  ///< The first occurrence.
+  void Clear();
+  size_t GetCount() const { return ids_.size(); }
+  unsigned long GetId(size_t i) const { return ids_[i]; }
+  /// Throws `CException(8, 7)` when the file ends inside the list.
+  void Read(CFileStream& stream);
+  void Write(CFileStream& stream);
+
+ private:
+  std::vector<unsigned long> ids_;
+};
+
+/// One outline document.
+class KX_API COutlineDB : public CDatabase {
+ public:
+  COutlineDB();
+  ~COutlineDB() override;
+
+  /// As `CDatabase::Open`, but every `CException*` is caught here: it is traced, the file closed
+  /// and 0 returned.
+  int Open(const wchar_t* path, unsigned int mode) override;
+  void CheckDbInfo() override;  ///< Accepts version 0, else message 4.
+  void ReadExtraRows() override;
+  void WriteExtraRows() override;
+  void CreateRecordset() override;
+
+  void Delete(COutlineRecord* record);  ///< Does not remember its id.
+  /// Deletes every row. The deleted ids then are the rows' non-zero ids, or none.
+  void DeleteAll(bool rememberIds);
+  void AddDeletedId(unsigned long id);
+  bool IsDeleted(unsigned long id);
+  bool IsDeleted(int id) { return IsDeleted(static_cast<unsigned long>(id)); }
+  bool IsDeleted(COutlineRecord* record);
+  void removeDeletedId(unsigned long id);
+  const CDeletedThoughts& GetDeletedThoughts() const { return *deletedThoughts_; }
+
+  bool ReadSharedHeader();  ///< False: the file lacks it.
+  void WriteSharedHeader();
+  bool ReadPrivateHeader();
+  void WritePrivateHeader();
+
+  // Fields of the shared header.
+  void GetCategoryName(_String& name);
+  void SetCategoryName(const wchar_t* name);
+  bool GetCategoryChanged();
+  void SetCategoryChanged(bool changed);
+  bool GetOutlineChanged();
+  void SetOutlineChanged(bool changed);
+  bool GetSynchronized();
+  void SetSynchronized(bool synchronized);
+  bool GetPrivate();
+  void SetPrivate(bool isPrivate);
+  bool GetPrivateTagChanged();
+  void SetPrivateTagChanged(bool changed);
+  void getNumbering(unsigned char* const tenBytes);
+  void setNumbering(unsigned char* const tenBytes);
+  bool getNumberingChanged();
+  void setNumberingChanged(bool changed);
+  unsigned short getNumberingDivider();
+  void setNumberingDivider(unsigned short divider);
+  bool getNumberingDividerChanged();
+  void setNumberingDividerChanged(bool changed);
+
+  // Fields of the private header.
+  void GetOutlineTitle(_String& title);
+  void SetOutlineTitle(const wchar_t* title);
+  unsigned char GetShowCheckedItems();
+  void SetShowCheckedItems(unsigned char mode);
+  bool ShowCheckedItemsChanged();
+  void setCheckedItemsChanged(bool changed);
+  unsigned long GetSelectedIndex();
+  void SetSelectedIndex(unsigned long index);
+  unsigned long GetTopIndex();
+  void SetTopIndex(unsigned long index);
+  unsigned char GetShowHeadingsMode();
+  void SetShowHeadingsMode(unsigned char mode);
+  /// The numeric part of the font and its colour; the face name is the header's own.
+  void GetOutlineFont(LOGFONTW& font, unsigned long* color);
+  void SetOutlineFont(const LOGFONTW& font, unsigned long color);
+  void GetOutlineWindowPos(WINDOWPLACEMENT& placement);  ///< All but its length field.
+  void SetOutlineWindowPos(const WINDOWPLACEMENT& placement);
+
+  // Headers of the same id in two databases.
+  void copySharedHeader(COutlineDB* other);   ///< From `other` to this.
+  void copyPrivateHeader(COutlineDB* other);  ///< From `other` to this.
+  /// True when category name, private flag, numbering and its divider are equal.
+  bool compareSharedHeader(COutlineDB* other);
+  /// True when show-checked-items and title are equal.
+  bool comparePrivateHeader(COutlineDB* other);
+
+ protected:
+  CSharedHeader* GetSharedHeaderPtr();
+  CPrivateOutlineHeader* GetPrivateOutlineHeaderPtr();
+
+ private:
+  CDeletedThoughts* deletedThoughts_;
+};
+
+/// In every outline of `folder` with `extension` (without dot) whose category is exactly `oldName`,
+/// makes it `newName` (null: the unfiled category's). Only their shared headers change. The first
+/// file that fails ends it with its exception; later files are untouched.
+KX_API void updateCategory(const wchar_t* folder, const wchar_t* extension, const wchar_t* oldName,
+                           const wchar_t* newName);
+/// The same for one file; with `always`, whatever its category is. Throws `CException(8, 7)`, and
+/// changes nothing, when the file cannot be opened.
+KX_API bool updateFileCategory(const wchar_t* path, bool always, const wchar_t* oldName,
+                               const wchar_t* newName);
+
+/// Makes a proposed title usable as a file title: blanks trimmed, \/:*?"<>| removed, at most 27
+/// characters, "Unfilled" when nothing remains. Always true.
+KX_API bool ValidateFileTitle(_String& title);
+
+}  // namespace kx_gen
