@@ -1,0 +1,33 @@
+# What every target of the project is built with.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+
+# The folder of fileio/platform and kxo/platform that this system takes.
+if(WIN32)
+  set(KX_SYSTEM win32)
+else()
+  set(KX_SYSTEM posix)
+endif()
+
+add_library(kx_options INTERFACE)
+target_compile_options(kx_options INTERFACE -Wall -Wextra -Wpedantic -Werror)
+target_compile_definitions(kx_options INTERFACE _FILE_OFFSET_BITS=64)
+if(KX_SANITIZE)
+  target_compile_options(kx_options INTERFACE
+    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(kx_options INTERFACE -fsanitize=address,undefined)
+endif()
+
+# CException::Delete() may be called on null, and answers for that itself. UBSan's check of the
+# object pointer would stop at such calls, so it is off where they are made and answered; what a
+# null pointer leads to otherwise, AddressSanitizer still reports.
+add_library(kx_may_delete_null INTERFACE)
+target_compile_options(kx_may_delete_null INTERFACE -fno-delete-null-pointer-checks)
+if(KX_SANITIZE)
+  target_compile_options(kx_may_delete_null INTERFACE -fno-sanitize=null)
+endif()
