@@ -4,6 +4,7 @@
 #ifndef KX_PLATFORM_H
 #define KX_PLATFORM_H
 
+/* NOLINTBEGIN(modernize-deprecated-headers,modernize-use-using): C reads this header too. */
 #include <stddef.h>
 #include <stdint.h>
 #include <wchar.h>
@@ -87,5 +88,7 @@ typedef struct tagLOGFONTW {
   BYTE lfPitchAndFamily;
   WCHAR lfFaceName[32];
 } LOGFONTW;
+
+/* NOLINTEND(modernize-deprecated-headers,modernize-use-using) */
 
 #endif
