@@ -25,8 +25,9 @@ class KX_API CBufferManager {
   char* get(unsigned long pos) const;
   /// Copies `len` bytes from `pos` to `dst`; zeros, after an assertion, outside the size.
   void read(unsigned long pos, char* dst, unsigned long len) const;
-  /// Puts `newLen` bytes from `src` (which may lie inside the buffer) in place of the `oldLen` bytes
-  /// at `pos`. 0, or -1 with nothing changed when memory ran out or the place is outside the size.
+  /// Puts `newLen` bytes from `src` (which may lie inside the buffer) in place of the `oldLen`
+  /// bytes at `pos`. 0, or -1 with nothing changed when memory ran out or the place is outside the
+  /// size.
   long replace(unsigned long pos, unsigned long oldLen, const char* src, unsigned long newLen);
   long insert(unsigned long pos, const char* src, unsigned long len);
   void erase(unsigned long pos, long len);

@@ -22,8 +22,8 @@ static_assert(offsetof(TDatabaseInfo, rowCount) == format::kRowCountOffset, "pac
 /// Base of the database kinds. A kind registers its headers and sets its version in its constructor
 /// and supplies `CheckDbInfo` and the extra rows. Owns its rows and headers; closes on destruction.
 ///
-/// Writing is `WriteAllHeaders`, then `WriteRows`; reading `Open`, `ReadHeader` for each header that
-/// is wanted, `ReadRows`. After creating and writing a file, close it and open it to read.
+/// Writing is `WriteAllHeaders`, then `WriteRows`; reading `Open`, `ReadHeader` for each header
+/// that is wanted, `ReadRows`. After creating and writing a file, close it and open it to read.
 class KX_API CDatabase : public CFileStream {
  public:
   explicit CDatabase(bool createRecordset);
@@ -36,12 +36,12 @@ class KX_API CDatabase : public CFileStream {
   /// that it does not read, 20 for a slot smaller than its registered header.
   int Open(const wchar_t* path, unsigned int mode) override;
 
-  virtual void CheckDbInfo() = 0;    ///< Throws when the kind does not read this version.
-  virtual void InitNewDatabase();    ///< For a file just created.
+  virtual void CheckDbInfo() = 0;  ///< Throws when the kind does not read this version.
+  virtual void InitNewDatabase();  ///< For a file just created.
   virtual void WriteDbInfo();
   virtual void ReadExtraRows() = 0;  ///< What the kind keeps ahead of the rows.
   virtual void WriteExtraRows() = 0;
-  virtual void CreateRecordset();    ///< Replaces the rows by an empty set.
+  virtual void CreateRecordset();  ///< Replaces the rows by an empty set.
 
  protected:
   virtual unsigned long getFirstRowStartPosReading();
@@ -57,8 +57,8 @@ class KX_API CDatabase : public CFileStream {
   void WriteConduitHeader();
   CConduitHeader* GetConduitHeader();
   void WriteAllHeaders();
-  /// Replaces the rows by the file's. When it throws, the rows read so far stay, and so does the one
-  /// whose reading failed.
+  /// Replaces the rows by the file's. When it throws, the rows read so far stay, and so does the
+  /// one whose reading failed.
   void ReadRows();
   void WriteRows();  ///< Also writes the row count and cuts the file behind the last row.
   void ReadRow(unsigned long pos, CDBRecord* record);

@@ -140,9 +140,9 @@ class KX_API CDBException : public CException {
 /// Throws a new `CFileException*`.
 [[noreturn]] KX_API void _ThrowFileException(int cause, long osError, const wchar_t* fileName);
 
-/// The system's text (U.S. English) for `errorCode`, in `buffer` of `bufferChars` characters. With a
-/// null buffer, or when the text could not be had, in a buffer of the system's own that the caller
-/// releases with LocalFree. Null when memory ran out.
+/// The system's text (U.S. English) for `errorCode`, in `buffer` of `bufferChars` characters. With
+/// a null buffer, or when the text could not be had, in a buffer of the system's own that the
+/// caller releases with LocalFree. Null when memory ran out.
 KX_API wchar_t* FormatLastError(unsigned long errorCode, wchar_t* buffer = nullptr,
                                 unsigned long bufferChars = 0);
 

@@ -141,8 +141,8 @@ class KX_API CFile {
   _String path_;
 };
 
-/// Enumerates the files that match a pattern (`*` any run, `?` one character). After `FindFile`, call
-/// `FindNextFileW` to reach the first match; the last match is current when it returns false.
+/// Enumerates the files that match a pattern (`*` any run, `?` one character). After `FindFile`,
+/// call `FindNextFileW` to reach the first match; the last match is current when it returns false.
 class KX_API CFileFind {
  public:
   CFileFind();

@@ -20,14 +20,14 @@ static_assert(sizeof(THeaderRecord) == format::kHeaderRecordSize, "header record
 /// A header as one of the manager's lists knows it.
 struct THeaderInfo {
   THeaderRecord record;
-  CTaggedDataHeader* header;  ///< Null until known.
-  bool present;               ///< Registered list: the header also stands in the read list.
+  CTaggedDataHeader* header;        ///< Null until known.
+  bool present;                     ///< Registered list: the header also stands in the read list.
   std::vector<unsigned char> slot;  ///< Read list: the slot of a header that nobody registered.
 };
 
 /// Matches the headers found in a file (read list) with those that the program knows (registered
-/// list). A header of the file that nobody registered is kept: its slot is remembered on reading and
-/// written back at its new place, with an assertion in the log.
+/// list). A header of the file that nobody registered is kept: its slot is remembered on reading
+/// and written back at its new place, with an assertion in the log.
 class KX_API CHeaderManager : public CBaseObject {
  public:
   explicit CHeaderManager(unsigned short tablePos);

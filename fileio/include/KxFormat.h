@@ -7,8 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace kx_gen {
-namespace format {
+namespace kx_gen::format {
 
 // --- Information block, at offset 0 ---
 constexpr uint32_t kCheckCode = 0x12345678;
@@ -46,8 +45,8 @@ constexpr size_t kTagSize = kTagLengthOffset + 4;
 static_assert(kTagSize == 2 + 1 + 4 + 4 + 4, "code, version, flags, id, length, packed");
 
 constexpr uint32_t kTagFlagChanged = 1u << 0;
-constexpr uint32_t kTagFlagString = 1u << 2;       // cleared whenever a string is written
-constexpr uint32_t kStringTagBase = 0x00010000;    // string n is filed under this plus n
+constexpr uint32_t kTagFlagString = 1u << 2;     // cleared whenever a string is written
+constexpr uint32_t kStringTagBase = 0x00010000;  // string n is filed under this plus n
 
 // --- Rows: start tag, length, tagged data, end tag ---
 constexpr size_t kRowTagSize = 4;
@@ -134,8 +133,7 @@ constexpr unsigned char kMaxCategoryAmount = 16;
 constexpr uint32_t kStreamStringMarker = 0x0000FFFE;
 
 // --- Limits ---
-constexpr size_t kMaxPath = 260;       // characters of a path, its terminator included
-constexpr size_t kMaxFileTitle = 27;   // characters of a file title that the library makes up
+constexpr size_t kMaxPath = 260;      // characters of a path, its terminator included
+constexpr size_t kMaxFileTitle = 27;  // characters of a file title that the library makes up
 
-}  // namespace format
-}  // namespace kx_gen
+}  // namespace kx_gen::format

@@ -5,8 +5,8 @@
 
 namespace kx_gen {
 
-/// One item of an outline. A fresh record has no fields until `Init`, which recordsets call. Getters
-/// throw `CException*` message 16 when the field is absent, 15 or 17 when it is damaged.
+/// One item of an outline. A fresh record has no fields until `Init`, which recordsets call.
+/// Getters throw `CException*` message 16 when the field is absent, 15 or 17 when it is damaged.
 class KX_API COutlineRecord : public CDBRecord {
  public:
   COutlineRecord() = default;

@@ -8,8 +8,8 @@
 
 namespace kx_gen {
 
-/// One row: a block of tagged values with its place in the file. Derived classes add their fields as
-/// tags. Copy construction shares the block, and the last copy frees it; assignment copies it.
+/// One row: a block of tagged values with its place in the file. Derived classes add their fields
+/// as tags. Copy construction shares the block, and the last copy frees it; assignment copies it.
 class KX_API CDBRecord : public CBaseObject {
  public:
   static constexpr unsigned char kStartTagLen = format::kRowTagSize;

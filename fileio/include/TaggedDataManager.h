@@ -50,13 +50,13 @@ class KX_API CTaggedDataManager : public CBufferManager {
 
   long hasTag(unsigned long id, bool* found) const;
   long hasStringTag(unsigned char n, bool* found) const;
-  /// Creates or replaces a value. `*changed` (may be null) tells whether the block was rewritten: it
-  /// is not when the changed bit is clear and version, length and bytes are the same. Exhausted
+  /// Creates or replaces a value. `*changed` (may be null) tells whether the block was rewritten:
+  /// it is not when the changed bit is clear and version, length and bytes are the same. Exhausted
   /// memory leaves the block as it was.
   long setData(unsigned long id, const void* data, unsigned long len, bool* changed,
                unsigned char version);
-  /// Copies a value. `*len` is the room at `dst` on entry and the value's length afterwards; a value
-  /// that does not fit is not copied. `version` may be null.
+  /// Copies a value. `*len` is the room at `dst` on entry and the value's length afterwards; a
+  /// value that does not fit is not copied. `version` may be null.
   long getData(unsigned long id, void* dst, unsigned long* len, unsigned char* version);
   /// The value inside the block, valid until the block changes; null when it is absent or has fewer
   /// than `len` bytes.
@@ -80,14 +80,15 @@ class KX_API CTaggedDataManager : public CBufferManager {
   /// Walks the block and asserts its order; reports once and stops.
   void Validate();
 
-  /// Throws the `CException*` of a result code: message 15, 16 or 17 followed by the place. Any other
-  /// code returns. A non-null `text` only suppresses loading the message.
+  /// Throws the `CException*` of a result code: message 15, 16 or 17 followed by the place. Any
+  /// other code returns. A non-null `text` only suppresses loading the message.
   static void ProcessError(const char* file, unsigned long line, long code, const wchar_t* text);
 
   /// Stores a number as its little-endian image of sizeof(T) bytes; asserts that swap is off.
   template <class T>
   long setValue(unsigned long id, T value, bool* changed) {
-    static_assert(std::is_integral<T>::value && sizeof(T) <= 4, "values are at most 32-bit numbers");
+    static_assert(std::is_integral<T>::value && sizeof(T) <= 4,
+                  "values are at most 32-bit numbers");
     kx_Check(!swap_, "TaggedDataManager", kLineSetSwapped);
     unsigned char image[sizeof(T)];
     putLittleEndian(image, static_cast<uint64_t>(value), sizeof(T));
@@ -98,7 +99,8 @@ class KX_API CTaggedDataManager : public CBufferManager {
   /// the result is not.
   template <class T>
   long getValue(unsigned long id, T& value) {
-    static_assert(std::is_integral<T>::value && sizeof(T) <= 4, "values are at most 32-bit numbers");
+    static_assert(std::is_integral<T>::value && sizeof(T) <= 4,
+                  "values are at most 32-bit numbers");
     unsigned char image[sizeof(T)] = {};
     unsigned long len = sizeof(T);
     const long result = getData(id, image, &len, nullptr);

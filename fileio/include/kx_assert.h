@@ -13,8 +13,8 @@ KX_API void KX_Trace(const wchar_t* format, ...);
 /// process truncates the log, every later one appends. A line that cannot be written is dropped.
 KX_API void WriteLogLine(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
-/// Reports a failed assertion in the log and returns 0: execution goes on. A pending quit message of
-/// the calling thread is posted again.
+/// Reports a failed assertion in the log and returns 0: execution goes on. A pending quit message
+/// of the calling thread is posted again.
 KX_API int kx_AssertFailedLine(const char* fileName, int line);
 
 /// Nonzero when `p` is not null, `size` bytes there can be read and, with `forWriting`, written.

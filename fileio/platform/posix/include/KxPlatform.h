@@ -1,6 +1,6 @@
 /* What the exported headers need of the system, on systems other than Windows: the export macro
- * and the Windows types that stand in signatures, with Windows' names and widths. Acceptable to C99.
- * The header of the same name for Windows stands in fileio/platform/win32/include. */
+ * and the Windows types that stand in signatures, with Windows' names and widths. Acceptable to
+ * C99. The header of the same name for Windows stands in fileio/platform/win32/include. */
 #ifndef KX_PLATFORM_H
 #define KX_PLATFORM_H
 
