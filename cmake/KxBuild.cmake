@@ -16,7 +16,8 @@ endif()
 
 add_library(kx_options INTERFACE)
 target_compile_options(kx_options INTERFACE -Wall -Wextra -Wpedantic -Werror)
-target_compile_definitions(kx_options INTERFACE _FILE_OFFSET_BITS=64)
+# Lengths beyond 2 GiB and times beyond 2038 also where the system's own types have 32 bits.
+target_compile_definitions(kx_options INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
 if(KX_SANITIZE)
   target_compile_options(kx_options INTERFACE
     -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)

@@ -137,6 +137,8 @@ class KX_API CFile {
   static bool GetStatus(const wchar_t* name, CFileStatus& status);
 
  private:
+  unsigned long seekHandle(int64_t offset, unsigned int from);
+
   HANDLE handle_;
   _String path_;
 };
@@ -183,8 +185,8 @@ class KX_API CFileFind {
 
 // Paths. Backslash and slash both separate, mixed freely; buffers hold 260 characters.
 
-/// Splits a path. A rooted path counts as having its root separator (or share) as its drive. Every
-/// output may be null.
+/// Splits a path as the C runtime does: drive with its colon, folder with its trailing separator
+/// (a share is part of the folder), title, extension with its dot. Every output may be null.
 KX_API void _tsplitpath(const wchar_t* path, wchar_t* drive, wchar_t* dir, wchar_t* title,
                         wchar_t* ext);
 /// The absolute form of `src` in `dst` of `size` characters; null when it cannot be made.
@@ -193,6 +195,8 @@ KX_API void GetRoot(const wchar_t* path, wchar_t* root);
 /// Copies `src` to `dst` (260 characters) and returns 1.
 KX_API int FullPath(wchar_t* dst, const wchar_t* src);
 KX_API bool IsFileExist(const wchar_t* path);
+/// True when drive, folder, title and extension are all there. A folder that begins with a
+/// separator counts as having its drive.
 KX_API bool ValidateFilePath(const wchar_t* path);
 KX_API _String GetFileDrive(const wchar_t* path);
 KX_API _String GetFileDir(const wchar_t* path);
