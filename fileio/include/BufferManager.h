@@ -39,8 +39,13 @@ class KX_API CBufferManager {
   /// Makes room for `extra` bytes beyond the size, without changing it; 0 or -1.
   long reserve(unsigned long extra);
 
+ protected:
+  char* bytes() const;  ///< The buffer; null when there is none.
+
  private:
   long grow(uint64_t wanted);
+  long replaceFromInside(unsigned long pos, unsigned long oldLen, const char* src,
+                         unsigned long newLen);
 
   char** slot_;
   uint32_t capacity_;

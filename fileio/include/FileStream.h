@@ -21,7 +21,8 @@ class KX_API CBaseObject {
 };
 
 /// A stream over a `CFile` or a class derived from it. Numbers travel as little-endian images of
-/// their Windows width, with nothing between them: `long` and pointers take 4 bytes, `long double` 8.
+/// their Windows width, with nothing between them: 4 bytes for `long` and pointers, 8 for
+/// `long double`.
 ///
 /// A stream owns the file that its own `Open` made, and closes and deletes it; an attached file
 /// belongs to the caller. Copies of a stream share an owned file, and the last one deletes it.
@@ -113,9 +114,9 @@ class KX_API CFileStream {
 
  private:
   struct OwnedFile;
-  bool hasOpenFile(int checkLine) const;
-  CFile* fileForSystem();
-  void releaseFile();
+  CFile* fileForSystem(int checkLine);
+  void releaseShare();
+  void endWindow();
 
   CFile* file_ = nullptr;
   OwnedFile* owned_ = nullptr;  // the share in an owned file; null when the file is the caller's

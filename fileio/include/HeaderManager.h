@@ -84,15 +84,15 @@ class KX_API CHeaderManager : public CBaseObject {
  private:
   void readTable(CFileStream& stream);
   void rememberUnknownSlots(CFileStream& stream);
-  void checkAllFit();
-  void shrinkCutSlots();
+  void checkAllFit(HeaderList& list);
+  void shrinkCutSlots(CFileStream& stream);
+  uint32_t neededSlotSize(const THeaderInfo& info);
 
   int reportSizeProblem_ = 1;
   HeaderList readList_;
   uint32_t tablePos_;
   HeaderList registered_;
-  bool tableInFile_ = false;     // a table was read, and none written since
-  uint64_t lengthWhenRead_ = 0;  // of the file, in bytes
+  bool tableInFile_ = false;  // a table was read, and none written since
 };
 
 }  // namespace kx_gen

@@ -1,6 +1,7 @@
 /// The outline database (".kxo" files).
 #pragma once
 
+#include <memory>
 #include <vector>
 
 #include "Database.h"
@@ -109,7 +110,10 @@ class KX_API COutlineDB : public CDatabase {
   CPrivateOutlineHeader* GetPrivateOutlineHeaderPtr();
 
  private:
-  CDeletedThoughts* deletedThoughts_;
+  CTaggedDataManager& sharedTags();
+  CTaggedDataManager& privateTags();
+
+  std::unique_ptr<CDeletedThoughts> deletedThoughts_;
 };
 
 /// In every outline of `folder` with `extension` (without dot) whose category is exactly `oldName`,

@@ -40,6 +40,9 @@ class KX_API COutlineRecord : public CDBRecord {
   void updateRecordChanged();
   /// Sets each field's changed flag to whether it differs from `other`, the stored copy.
   void UpdateChangedFields(COutlineRecord* other);
+
+ private:
+  void updateNoteChanged(COutlineRecord* other);
 };
 
 /// An item of a memory outline: it also knows its own stored id and its parent's.

@@ -72,6 +72,7 @@ class KX_API CDBRecord : public CBaseObject {
   struct Store;
   static constexpr uint32_t kNoPos = 0xFFFFFFFF;
 
+  void readBlock(CFileStream& stream, uint32_t size);
   bool getFlagBit(unsigned char pos);
   void setFlagBit(unsigned char pos, bool on);
   void detach();
@@ -124,6 +125,10 @@ class KX_API CDBRecordset {
 
  private:
   static void release(CDBRecord* record);
+  CDBRecord* insertNew(size_t position);
+  size_t indexOf(const CDBRecord* record) const;
+  size_t firstIndexOf(const CDBRecord* record, size_t from, size_t found) const;
+
   std::vector<CDBRecord*> rows_;
 };
 

@@ -115,10 +115,16 @@ class KX_API CTaggedDataManager : public CBufferManager {
 
   struct Place;
   long locate(uint32_t id, Place* place) const;
+  long locateValue(uint32_t id, Place* place) const;
+  bool differs(const Place& place, const void* data, unsigned long len,
+               unsigned char version) const;
+  long storeValue(const Place& place, uint32_t id, const void* data, unsigned long len,
+                  unsigned char version);
+  void tagImage(TagType tag, unsigned char* image) const;
   long findTag(unsigned long id, bool* found, unsigned long* pos, TagType* tag) const;
   long insertEmptyTag(unsigned long id, unsigned long pos);
   void readTag(unsigned long pos, TagType* tag) const;
-  void writeTag(unsigned long pos, TagType tag);
+  void writeTag(unsigned long pos, const TagType& tag);
   void swapTag(TagType& tag) const;
   bool isValidTag(const TagType& tag) const { return tag.code == kTaggedDataCode; }
 

@@ -1,0 +1,231 @@
+#include "OutlineRecord.h"
+
+#include "RecordStore.h"
+#include "TagAccess.h"
+
+namespace kx_gen {
+
+namespace {
+
+// The plain accessors report under the class's name, what does more under the source's.
+constexpr char kSource[] = "OutlineRecord";
+constexpr char kSourceFile[] = ".\\OutlineRecord";
+enum : int {
+  kLineSetId = 31,
+  kLineGetId,
+  kLineSetIndent,
+  kLineGetIndent,
+  kLineSetText,
+  kLineGetText,
+  kLineDeleteText,
+  kLineSetNote,
+  kLineGetNote,
+  kLineDeleteNote,
+  kLineHasNote,
+  kLineSetExpanded,
+  kLineGetExpanded,
+  kLineSetChecked,
+  kLineGetChecked,
+  kLineHasDrawing,
+  kLineDeleteBitmap,
+  kLineDrawingSize,
+  kLineSetInternalId,
+  kLineGetInternalId,
+  kLineSetParentId,
+  kLineGetParentId,
+  kLineRecordChanged = 101,
+  kLineChangedFields,
+  kLineNewOutlineRecord = 121,
+  kLineNewLinkedRecord,
+};
+
+constexpr SourceLine at(int line) { return SourceLine{kSource, line}; }
+
+constexpr uint32_t kTextTag = format::kStringTagBase + format::kStringText;
+constexpr uint32_t kNoteTag = format::kStringTagBase + format::kStringNote;
+
+}  // namespace
+
+COutlineRecord::~COutlineRecord() = default;
+
+void COutlineRecord::Init() {
+  SetId(0);
+  SetIndent(0);
+  SetText(L"");
+  SetNote(L"");
+  SetExpanded(true);
+  SetChecked(false);
+}
+
+void COutlineRecord::SetId(unsigned long id) {
+  setNumber(getTaggedDataManager(), format::kTagOutlineId, static_cast<uint32_t>(id),
+            at(kLineSetId));
+}
+
+unsigned long COutlineRecord::GetId() {
+  return getNumber<uint32_t>(getTaggedDataManager(), format::kTagOutlineId, at(kLineGetId));
+}
+
+void COutlineRecord::SetIndent(unsigned char indent) {
+  setNumber<uint8_t>(getTaggedDataManager(), format::kTagIndent, indent, at(kLineSetIndent));
+}
+
+unsigned char COutlineRecord::GetIndent() {
+  return getNumber<uint8_t>(getTaggedDataManager(), format::kTagIndent, at(kLineGetIndent));
+}
+
+void COutlineRecord::SetText(const wchar_t* text) {
+  setText(getTaggedDataManager(), format::kStringText, text, at(kLineSetText));
+}
+
+void COutlineRecord::GetText(_String& text) {
+  getText(getTaggedDataManager(), format::kStringText, text, at(kLineGetText));
+}
+
+void COutlineRecord::DeleteText() {
+  deleteTag(getTaggedDataManager(), kTextTag, at(kLineDeleteText));
+  resize();
+}
+
+void COutlineRecord::SetNote(const wchar_t* note) {
+  setText(getTaggedDataManager(), format::kStringNote, note, at(kLineSetNote));
+}
+
+void COutlineRecord::GetNote(_String& note) {
+  getText(getTaggedDataManager(), format::kStringNote, note, at(kLineGetNote));
+}
+
+void COutlineRecord::DeleteNote() {
+  deleteTag(getTaggedDataManager(), kNoteTag, at(kLineDeleteNote));
+  resize();
+}
+
+bool COutlineRecord::HasNote() {
+  return isTagPresent(getTaggedDataManager(), kNoteTag, at(kLineHasNote));
+}
+
+void COutlineRecord::SetExpanded(bool expanded) {
+  setTruth(getTaggedDataManager(), format::kTagExpanded, expanded, at(kLineSetExpanded));
+}
+
+bool COutlineRecord::GetExpanded() {
+  return getTruth(getTaggedDataManager(), format::kTagExpanded, at(kLineGetExpanded));
+}
+
+void COutlineRecord::SetChecked(bool checked) {
+  setTruth(getTaggedDataManager(), format::kTagChecked, checked, at(kLineSetChecked));
+}
+
+bool COutlineRecord::GetChecked() {
+  return getTruth(getTaggedDataManager(), format::kTagChecked, at(kLineGetChecked));
+}
+
+bool COutlineRecord::HasDrawing() {
+  return isTagPresent(getTaggedDataManager(), format::kTagDrawing, at(kLineHasDrawing));
+}
+
+void COutlineRecord::DeleteBitmap() {
+  deleteTag(getTaggedDataManager(), format::kTagDrawing, at(kLineDeleteBitmap));
+  resize();
+}
+
+void COutlineRecord::GetDrawingSize(long& width, long& height) {
+  width = 0;
+  height = 0;
+  if (!HasDrawing()) return;
+  const auto* drawing = reinterpret_cast<const unsigned char*>(
+      getTaggedDataManager().getDataPtr(format::kTagDrawing, format::kDrawingFixedSize));
+  if (drawing == nullptr) {
+    checkResult(kTagErrNotFound, at(kLineDrawingSize));
+    return;
+  }
+  width = static_cast<int32_t>(getLe32(drawing + format::kDrawingWidthOffset));
+  height = static_cast<int32_t>(getLe32(drawing + format::kDrawingHeightOffset));
+}
+
+// The id and the expanded flag are left out on purpose: folding or renumbering an item does not
+// make it a changed one.
+void COutlineRecord::updateRecordChanged() {
+  const SourceLine where = {kSourceFile, kLineRecordChanged};
+  CTaggedDataManager& tags = getTaggedDataManager();
+  bool changed = isTagChanged(tags, format::kTagIndent, where) ||
+                 isTagChanged(tags, kTextTag, where) || isTagChanged(tags, kNoteTag, where) ||
+                 isTagChanged(tags, format::kTagChecked, where);
+  if (!changed && HasDrawing()) changed = isTagChanged(tags, format::kTagDrawing, where);
+  SetChanged(changed);
+}
+
+void COutlineRecord::UpdateChangedFields(COutlineRecord* other) {
+  if (!kx_Check(other != nullptr, kSourceFile, kLineChangedFields)) return;
+  const SourceLine where = {kSourceFile, kLineChangedFields};
+  CTaggedDataManager& tags = getTaggedDataManager();
+  setTagChanged(tags, format::kTagIndent, GetIndent() != other->GetIndent(), where);
+  _String text;
+  _String otherText;
+  GetText(text);
+  other->GetText(otherText);
+  setTagChanged(tags, kTextTag, text != otherText, where);
+  updateNoteChanged(other);
+  setTagChanged(tags, format::kTagExpanded, GetExpanded() != other->GetExpanded(), where);
+  setTagChanged(tags, format::kTagChecked, GetChecked() != other->GetChecked(), where);
+}
+
+void COutlineRecord::updateNoteChanged(COutlineRecord* other) {
+  const SourceLine where = {kSourceFile, kLineChangedFields};
+  const bool hasNote = HasNote();
+  if (!other->HasNote()) {
+    if (hasNote) {
+      setTagChanged(getTaggedDataManager(), kNoteTag, true, where);
+    } else {
+      SetNote(L"");
+    }
+    return;
+  }
+  if (!hasNote) return;
+  _String note;
+  _String otherNote;
+  GetNote(note);
+  other->GetNote(otherNote);
+  setTagChanged(getTaggedDataManager(), kNoteTag, note != otherNote, where);
+}
+
+CLinkedOutlRec::~CLinkedOutlRec() = default;
+
+void CLinkedOutlRec::Init() {
+  COutlineRecord::Init();
+  setInternalId(0);
+  setParentId(0);
+}
+
+void CLinkedOutlRec::setInternalId(unsigned long id) {
+  setNumber(getTaggedDataManager(), format::kTagInternalId, static_cast<uint32_t>(id),
+            at(kLineSetInternalId));
+}
+
+unsigned long CLinkedOutlRec::getInternalId() {
+  return getNumber<uint32_t>(getTaggedDataManager(), format::kTagInternalId,
+                             at(kLineGetInternalId));
+}
+
+void CLinkedOutlRec::setParentId(unsigned long id) {
+  setNumber(getTaggedDataManager(), format::kTagParentId, static_cast<uint32_t>(id),
+            at(kLineSetParentId));
+}
+
+unsigned long CLinkedOutlRec::getParentId() {
+  return getNumber<uint32_t>(getTaggedDataManager(), format::kTagParentId, at(kLineGetParentId));
+}
+
+COutlineRecordset::~COutlineRecordset() = default;
+
+CDBRecord* COutlineRecordset::CreateDBRecord() {
+  return createRecord<COutlineRecord>({kSourceFile, kLineNewOutlineRecord});
+}
+
+CLinkedOutlRS::~CLinkedOutlRS() = default;
+
+CDBRecord* CLinkedOutlRS::CreateDBRecord() {
+  return createRecord<CLinkedOutlRec>({kSourceFile, kLineNewLinkedRecord});
+}
+
+}  // namespace kx_gen

@@ -1,0 +1,87 @@
+#include "StreamWindow.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+namespace kx_gen {
+
+std::unique_ptr<StreamWindow> StreamWindow::open(CFile& file) {
+  std::unique_ptr<StreamWindow> window(new (std::nothrow) StreamWindow(file));
+  if (window == nullptr) return nullptr;
+  window->bytes_.reset(new (std::nothrow) unsigned char[kSize]);
+  if (window->bytes_ == nullptr) return nullptr;
+  window->restart();
+  return window;
+}
+
+void StreamWindow::restart() {
+  base_ = file_.GetPosition();
+  used_ = 0;
+  at_ = 0;
+  writing_ = false;
+  length_ = 0;
+}
+
+unsigned int StreamWindow::read(void* dst, unsigned int count) {
+  if (count == 0) return 0;
+  if (writing_) flushPending();
+  if (used_ - at_ < count) refill(count);
+  if (used_ - at_ < count) {
+    // Larger than the window, or more than the file has: a single transfer does what it does.
+    sync();
+    const unsigned int got = file_.Read(dst, count);
+    base_ += got;
+    return got;
+  }
+  std::memcpy(dst, bytes_.get() + at_, count);
+  at_ += count;
+  return count;
+}
+
+void StreamWindow::refill(unsigned int wanted) {
+  sync();
+  if (length_ == 0) length_ = file_.GetLength();
+  const uint64_t rest = length_ > base_ ? length_ - base_ : 0;
+  const auto most = static_cast<unsigned int>(std::min<uint64_t>(rest, kSize));
+  if (wanted > most) return;
+  used_ = file_.Read(bytes_.get(), most);
+}
+
+unsigned int StreamWindow::write(const void* src, unsigned int count) {
+  if (!writing_) sync();
+  writing_ = true;
+  if (count > kSize - used_) flushPending();
+  writing_ = true;
+  if (count > kSize) {
+    const unsigned int written = file_.Write(src, count);
+    base_ += written;
+    return written;
+  }
+  std::memcpy(bytes_.get() + used_, src, count);
+  used_ += count;
+  at_ = used_;
+  return count;
+}
+
+void StreamWindow::flushPending() {
+  const unsigned int pending = used_;
+  used_ = 0;  // a write that fails is not tried again
+  at_ = 0;
+  writing_ = false;
+  length_ = 0;
+  if (pending > 0) base_ += file_.Write(bytes_.get(), pending);
+}
+
+void StreamWindow::sync() {
+  if (writing_) {
+    flushPending();
+    return;
+  }
+  if (at_ != used_) file_.Seek(static_cast<long>(at_) - static_cast<long>(used_), 1);
+  base_ += at_;
+  used_ = 0;
+  at_ = 0;
+}
+
+}  // namespace kx_gen

@@ -1,0 +1,42 @@
+// A window of about 1 MiB over a file: what makes row by row transfers cost one system call a
+// megabyte. See CFileStream::WindowScope for what it promises.
+#pragma once
+
+#include <memory>
+
+#include "File.h"
+
+namespace kx_gen {
+
+/// Stands between a stream and its open file. Positions are logical: where single transfers would
+/// have left the file.
+class StreamWindow {
+ public:
+  static constexpr unsigned int kSize = 1u << 20;
+
+  /// Starts where the file stands. Null when memory is short; the stream then does without.
+  static std::unique_ptr<StreamWindow> open(CFile& file);
+
+  unsigned int read(void* dst, unsigned int count);
+  unsigned int write(const void* src, unsigned int count);
+  uint64_t position() const { return base_ + at_; }
+  /// Brings the file to the logical position, with nothing pending.
+  void sync();
+  /// Takes the file's position as the logical one, after the file was moved.
+  void restart();
+
+ private:
+  explicit StreamWindow(CFile& file) : file_(file) {}
+  void flushPending();
+  void refill(unsigned int wanted);
+
+  CFile& file_;
+  std::unique_ptr<unsigned char[]> bytes_;
+  uint64_t length_ = 0;  // of the file when the window last started to read
+  uint64_t base_ = 0;    // offset in the file of the window's first byte
+  unsigned int used_ = 0;
+  unsigned int at_ = 0;  // logical position, from base_
+  bool writing_ = false;
+};
+
+}  // namespace kx_gen

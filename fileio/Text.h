@@ -1,0 +1,23 @@
+// Library text at its exits: UTF-16, the narrow text of string tags, the narrow text of the log.
+#pragma once
+
+#include <string>
+
+namespace kx_gen {
+
+/// UTF-16 of library text: above 0xFFFF a surrogate pair, above 0x10FFFF U+FFFD; lone surrogates
+/// pass.
+std::u16string toUtf16(const wchar_t* text, size_t length);
+/// Library text of UTF-16; lone surrogates pass.
+std::wstring fromUtf16(const char16_t* units, size_t length);
+
+/// The narrow form of a string tag's text, without its terminator: the code page where decoding
+/// gives the same text back, else UTF-8 with lone surrogates in their three-byte form.
+std::string encodeNarrow(const wchar_t* text);
+/// The text of a string tag: UTF-8 where the bytes are valid UTF-8, else the code page.
+std::wstring decodeNarrow(const char* bytes, size_t length);
+
+/// One byte of the system's ANSI code page a UTF-16 unit, `?` for what does not fit.
+std::string toLogText(const wchar_t* text, size_t length);
+
+}  // namespace kx_gen
