@@ -1,0 +1,41 @@
+/// Share modes between all handles of the machine, by marks on the open file. docs/platform.md
+/// tells the design and why it holds.
+#pragma once
+
+#include "HandleTable.h"
+#include "SystemCalls.h"
+
+namespace kx_posix {
+
+/// The right to open, remove or move a file undisturbed, as far as the others keep to it. Nothing
+/// but the patience of racing callers depends on it, so it is not waited for longer than 200 ms.
+class Gate {
+ public:
+  explicit Gate(int fd);
+  ~Gate();
+  Gate(const Gate&) = delete;
+  Gate& operator=(const Gate&) = delete;
+
+ private:
+  int fd_;
+  bool isEntered_ = false;
+};
+
+/// An opened descriptor that asks to be one of those that share the file.
+struct Sharer {
+  int fd = -1;
+  bool isReadable = false;  ///< The descriptor itself, whatever its handle may do.
+  HandleInfo info;
+  FileFacts facts;
+};
+
+/// Marks the file with what the handle does and denies. False, with the marks to be released by
+/// closing the descriptor, when another handle of the machine conflicts.
+bool Share(const Sharer& sharer);
+/// Call before closing a descriptor: takes its entries off the table of the process.
+void Unshare(int fd);
+
+/// True when any other handle reads or writes the file.
+bool IsInUse(int fd, const FileFacts& facts);
+
+}  // namespace kx_posix
