@@ -1,0 +1,73 @@
+/// One .kxo file, on the library's outline database. What goes wrong is thrown as a Failure that
+/// names the file and the place.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "KX_FileIO.h"
+#include "LibraryErrors.h"
+#include "Outline.h"
+
+namespace kxo {
+
+/// The name that this tool gives to items without a category.
+constexpr const wchar_t* kUnfiledName = L"Unfiled";
+
+class Document : public kx_gen::COutlineDB {
+ public:
+  /// `name` is the file as messages call it.
+  explicit Document(std::string name);
+  ~Document() override;
+
+  /// Opens for reading, while others may read too; never writes. Reads the header table.
+  void OpenToRead(const std::filesystem::path& file);
+  /// Makes a new file, which nobody else may touch meanwhile.
+  void CreateNew(const std::filesystem::path& file);
+
+  /// Reads the headers that the file has; the others keep their defaults.
+  void ReadHeaders();
+  /// Reads title and rows.
+  Outline ReadOutline();
+  std::string GetTitle();  ///< Of the header as it is in memory.
+  /// Takes the items as new rows.
+  void TakeItems(const Outline& outline);
+  /// Takes as much of the title as its header holds.
+  void TakeTitle(const std::string& title);
+  /// Writes everything and closes the file.
+  void WriteAll();
+
+  /// Runs `call`, which reads a header's fields; damage is laid to that header.
+  template <class Call>
+  auto InHeader(unsigned short id, Call call) -> decltype(call());
+
+  kx_gen::CSharedHeader& Shared() { return *GetSharedHeaderPtr(); }
+  kx_gen::CPrivateOutlineHeader& Private() { return *GetPrivateOutlineHeaderPtr(); }
+  bool HasHeader(unsigned short id);  ///< In the file.
+  unsigned long FirstRowsOffset() { return getFirstRowStartPosReading(); }
+  /// The offset behind the last row, once the rows are read.
+  unsigned long RowsEnd();
+  const std::string& GetName() const { return name_; }
+
+ private:
+  void ReadOneHeader(unsigned short id);
+  Item ReadItem(size_t index, unsigned& level);
+  std::string PlaceOfHeader(unsigned short id);
+  std::string PlaceOfLastRow();
+  std::string PlaceOfRow(size_t index);
+  bool TitleFits(const std::wstring& title);
+
+  std::string name_;
+};
+
+template <class Call>
+auto Document::InHeader(unsigned short id, Call call) -> decltype(call()) {
+  return WhileReading(
+      name_, [this, id](const kx_gen::CException&) { return PlaceOfHeader(id); }, call);
+}
+
+/// Opens the document that the user named, for reading.
+std::unique_ptr<Document> OpenDocument(const std::string& name, const std::filesystem::path& file);
+
+}  // namespace kxo

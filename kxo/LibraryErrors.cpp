@@ -1,0 +1,79 @@
+#include "LibraryErrors.h"
+
+#include "Failure.h"
+#include "Text.h"
+
+namespace kxo {
+
+using kx_gen::CException;
+using kx_gen::CFileException;
+
+namespace {
+
+constexpr const char* kTryACopy = "try an older copy of the file";
+
+/// The library's numbers are its message's identifier less one.
+bool HasNumberOf(const CException& e, kx_gen::MessageId message) {
+  return e.GetErrNumber() == message - 1;
+}
+
+std::string DescriptionOf(const CException& e) { return Trimmed(FromWide(e.GetDescription())); }
+
+/// A thrown null pointer says that memory ran out.
+[[noreturn]] void FailForMemory(const std::string& name) {
+  throw FileFailure(kExitSystem, name, "there is not enough memory for it");
+}
+
+struct Trouble {
+  std::string wrong;
+  const char* advice;
+};
+
+Trouble TroubleOf(const CFileException& e) {
+  switch (e.GetCause()) {
+    case CFileException::fileNotFound:
+      return {"there is no such file", "check the name"};
+    case CFileException::badPath:
+      return {"the system does not take this path", "check the name"};
+    case CFileException::accessDenied:
+      return {"the system refuses access", "check the permissions of the file and its folder"};
+    case CFileException::sharingViolation:
+    case CFileException::lockViolation:
+      return {"the file is in use by another program", "close it there and try again"};
+    case CFileException::diskFull:
+      return {"the disk is full", "make room and try again"};
+    default:
+      return {DescriptionOf(e) + " (system error " + std::to_string(e.GetOsError()) + ")", ""};
+  }
+}
+
+}  // namespace
+
+void FailForFile(const std::string& name, CFileException* e) {
+  if (e == nullptr) FailForMemory(name);
+  const Trouble trouble = TroubleOf(*e);
+  e->Delete();
+  throw FileFailure(kExitSystem, name, trouble.wrong, trouble.advice);
+}
+
+void FailForContents(const std::string& name, const std::string& where, CException* e) {
+  if (e == nullptr) FailForMemory(name);
+  const bool noMemory = HasNumberOf(*e, kx_gen::kMsgOutOfMemory);
+  const bool foreign =
+      HasNumberOf(*e, kx_gen::kMsgCheckCode) || HasNumberOf(*e, kx_gen::kMsgNewerVersion);
+  const bool endsEarly = HasNumberOf(*e, kx_gen::kMsgReadError);
+  const std::string wrong = endsEarly ? "the file ends too early" : DescriptionOf(*e);
+  e->Delete();
+  if (noMemory) FailForMemory(name);
+  if (foreign) throw FileFailure(kExitDamaged, name, "cannot be read at " + where + ": " + wrong);
+  throw FileFailure(kExitDamaged, name, "damaged at " + where + ": " + wrong, kTryACopy);
+}
+
+void FailForWriting(const std::string& name, CException* e) {
+  if (e == nullptr) FailForMemory(name);
+  const std::string wrong = DescriptionOf(*e);
+  e->Delete();
+  throw FileFailure(kExitSystem, name, "cannot be written: " + wrong);
+}
+
+}  // namespace kxo

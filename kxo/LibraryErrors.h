@@ -1,0 +1,43 @@
+/// What the library throws, as failures of the tool.
+#pragma once
+
+#include <string>
+
+#include "KX_FileIO.h"
+
+namespace kxo {
+
+/// The system refused something for a file. Releases `e`.
+[[noreturn]] void FailForFile(const std::string& name, kx_gen::CFileException* e);
+/// The contents of a file at `where` cannot be read. Releases `e`.
+[[noreturn]] void FailForContents(const std::string& name, const std::string& where,
+                                  kx_gen::CException* e);
+/// A file cannot be written. Releases `e`.
+[[noreturn]] void FailForWriting(const std::string& name, kx_gen::CException* e);
+
+/// Runs a call that reads the file `name`. After a failure `where` is called with what was thrown
+/// and gives the place in the file that was being read.
+template <class Where, class Call>
+auto WhileReading(const std::string& name, Where where, Call call) -> decltype(call()) {
+  try {
+    return call();
+  } catch (kx_gen::CFileException* e) {
+    FailForFile(name, e);
+  } catch (kx_gen::CException* e) {
+    FailForContents(name, e == nullptr ? std::string() : where(*e), e);
+  }
+}
+
+/// Runs a call that writes the file `name`.
+template <class Call>
+auto WhileWriting(const std::string& name, Call call) -> decltype(call()) {
+  try {
+    return call();
+  } catch (kx_gen::CFileException* e) {
+    FailForFile(name, e);
+  } catch (kx_gen::CException* e) {
+    FailForWriting(name, e);
+  }
+}
+
+}  // namespace kxo

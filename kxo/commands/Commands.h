@@ -1,0 +1,18 @@
+/// The tool's commands, one file for each. A function here adds its command to the command line;
+/// when the user asked for it, `chosen` afterwards holds what to run.
+#pragma once
+
+#include <CLI/App.hpp>
+#include <functional>
+
+#include "Session.h"
+
+namespace kxo {
+
+using ChosenCommand = std::function<void(const Session&)>;
+
+void AddImport(CLI::App& app, ChosenCommand& chosen);
+void AddShow(CLI::App& app, ChosenCommand& chosen);
+void AddInfo(CLI::App& app, ChosenCommand& chosen);
+
+}  // namespace kxo

@@ -1,0 +1,257 @@
+#include "formats/Opml.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <pugixml.hpp>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "Failure.h"
+#include "Text.h"
+#include "formats/ExpansionState.h"
+#include "formats/XmlText.h"
+
+namespace kxo {
+namespace {
+
+using std::string_view_literals::operator""sv;
+
+constexpr std::array kCheckAttributes = {"_status"sv, "_complete"sv, "complete"sv, "checked"sv};
+constexpr std::array kTrueValues = {"true"sv, "checked"sv,  "1"sv,         "yes"sv, "on"sv,
+                                    "x"sv,    "complete"sv, "completed"sv, "done"sv};
+constexpr std::array kFalseValues = {"false"sv, "unchecked"sv, "0"sv,    "no"sv,
+                                     "off"sv,   "none"sv,      "todo"sv, ""sv};
+
+template <class Values>
+bool Contains(const Values& values, std::string_view value) {
+  return std::find(values.begin(), values.end(), value) != values.end();
+}
+
+std::optional<bool> TruthOf(std::string_view value) {
+  const std::string word = LowerCase(Trimmed(value));
+  if (Contains(kTrueValues, word)) return true;
+  if (Contains(kFalseValues, word)) return false;
+  return std::nullopt;
+}
+
+bool IsElement(const pugi::xml_node& node) { return node.type() == pugi::node_element; }
+
+bool IsNamespace(std::string_view attribute) {
+  return attribute == "xmlns"sv || attribute.substr(0, 6) == "xmlns:"sv;
+}
+
+/// All text of an element, of CDATA sections too.
+std::string ContentsOf(const pugi::xml_node& element) {
+  std::string contents;
+  for (const pugi::xml_node& child : element) contents += child.value();
+  return Trimmed(contents);
+}
+
+class OpmlReader {
+ public:
+  OpmlReader(const std::string& name, std::string text, ImportNotes& notes)
+      : name_(name), text_(std::move(text)), notes_(notes) {}
+  Outline Read();
+
+ private:
+  void Parse();
+  pugi::xml_node FindRoot();
+  void ReadHead(const pugi::xml_node& head);
+  void ReadHeadlines(const pugi::xml_node& parent, unsigned level);
+  void ReadHeadline(const pugi::xml_node& headline, unsigned level);
+  Item ItemOf(const pugi::xml_node& headline);
+  bool ReadCheckMark(const pugi::xml_node& headline);
+  void CheckAttributeNames(const pugi::xml_node& headline);
+  void CountAttributes(const pugi::xml_node& element, std::string_view carried = "");
+  void CountOther(const pugi::xml_node& node);
+  TextPlace PlaceOf(const pugi::xml_node& node) const;
+  [[noreturn]] void FailAsNoOpml(const pugi::xml_node& node, const std::string& why) const;
+  [[noreturn]] void FailAt(const TextPlace& place, const std::string& wrong) const;
+
+  const std::string& name_;
+  std::string text_;
+  ImportNotes& notes_;
+  pugi::xml_document document_;
+  Outline outline_;
+  std::optional<std::string> expansionState_;
+};
+
+Outline OpmlReader::Read() {
+  Parse();
+  const pugi::xml_node root = FindRoot();
+  CountAttributes(root, "version");
+  bool hasHead = false;
+  bool hasBody = false;
+  for (const pugi::xml_node& child : root) {
+    if (!hasHead && child.name() == "head"sv) {
+      hasHead = true;
+      ReadHead(child);
+    } else if (!hasBody && child.name() == "body"sv) {
+      hasBody = true;
+      CountAttributes(child);
+      ReadHeadlines(child, 0);
+    } else {
+      CountOther(child);
+    }
+  }
+  if (!hasBody) FailAsNoOpml(root, "it has no <body>");
+  if (expansionState_) ApplyExpansionState(*expansionState_, outline_, notes_);
+  return std::move(outline_);
+}
+
+void OpmlReader::Parse() {
+  CheckCharacters(name_, text_);
+  const pugi::xml_parse_result result = document_.load_buffer(
+      text_.data(), text_.size(), pugi::parse_default | pugi::parse_fragment, pugi::encoding_utf8);
+  if (result.status == pugi::status_out_of_memory) throw std::bad_alloc();
+  if (!result) {
+    FailAt(PlaceAt(text_, static_cast<size_t>(result.offset)), result.description());
+  }
+}
+
+/// The parser takes any number of elements and any text beside them; XML is one element.
+pugi::xml_node OpmlReader::FindRoot() {
+  pugi::xml_node root;
+  for (const pugi::xml_node& node : document_) {
+    if (!IsElement(node)) FailAt(PlaceOf(node), "text outside the document's element");
+    if (root)
+      FailAt(PlaceOf(node), "a second element <" + std::string(node.name()) + "> at the top");
+    root = node;
+  }
+  if (!root) FailAt(TextPlace{}, "no element at all");
+  if (root.name() != "opml"sv) {
+    FailAsNoOpml(root, "its element is <" + std::string(root.name()) + ">, not <opml>");
+  }
+  return root;
+}
+
+void OpmlReader::ReadHead(const pugi::xml_node& head) {
+  bool hasTitle = false;
+  CountAttributes(head);
+  for (const pugi::xml_node& child : head) {
+    if (!hasTitle && child.name() == "title"sv) {
+      hasTitle = true;
+      CountAttributes(child);
+      outline_.title = ContentsOf(child);
+    } else if (!expansionState_ && child.name() == "expansionState"sv) {
+      CountAttributes(child);
+      expansionState_ = ContentsOf(child);
+    } else if (IsElement(child)) {
+      notes_.CountHeadElement(child.name());
+    } else {
+      notes_.CountText();
+    }
+  }
+}
+
+void OpmlReader::ReadHeadlines(const pugi::xml_node& parent, unsigned level) {
+  for (const pugi::xml_node& child : parent) {
+    if (child.name() == "outline"sv) {
+      ReadHeadline(child, level);
+    } else {
+      CountOther(child);
+    }
+  }
+}
+
+void OpmlReader::ReadHeadline(const pugi::xml_node& headline, unsigned level) {
+  if (level > Outline::kMaxLevel) {
+    throw FileFailure(kExitDamaged, name_,
+                      "too deep at " + Named(PlaceOf(headline)) + ": a headline of level " +
+                          std::to_string(level + 1) + ", and a .kxo document holds " +
+                          std::to_string(Outline::kMaxLevel + 1) + " levels",
+                      "move the deepest headlines up and import again");
+  }
+  CheckAttributeNames(headline);
+  outline_.Add(level, ItemOf(headline));
+  ReadHeadlines(headline, level + 1);
+}
+
+Item OpmlReader::ItemOf(const pugi::xml_node& headline) {
+  Item item;
+  item.isNew = true;
+  item.note = headline.attribute("_note").value();  // new items have one, if only an empty one
+  item.checked = ReadCheckMark(headline);
+  // Older writers name a headline by its title alone.
+  const std::string_view textName = headline.attribute("text") ? "text"sv : "title"sv;
+  item.text = headline.attribute(textName.data()).value();
+  for (const pugi::xml_attribute& attribute : headline.attributes()) {
+    const std::string_view attributeName = attribute.name();
+    if (attributeName != textName && attributeName != "_note"sv &&
+        !Contains(kCheckAttributes, attributeName) && !IsNamespace(attributeName)) {
+      notes_.CountAttribute(attribute.name());
+    }
+  }
+  return item;
+}
+
+/// One attribute that says so makes an item checked. A value that is neither true nor false, and
+/// one that says the opposite of another, is not carried.
+bool OpmlReader::ReadCheckMark(const pugi::xml_node& headline) {
+  std::vector<std::pair<pugi::xml_attribute, std::optional<bool>>> found;
+  for (const std::string_view attributeName : kCheckAttributes) {
+    const pugi::xml_attribute attribute = headline.attribute(attributeName.data());
+    if (attribute) found.emplace_back(attribute, TruthOf(attribute.value()));
+  }
+  const bool checked = std::any_of(found.begin(), found.end(),
+                                   [](const auto& entry) { return entry.second == true; });
+  for (const auto& [attribute, truth] : found) {
+    if (truth != checked) {
+      notes_.CountAttribute(std::string(attribute.name()) + "=\"" + attribute.value() + "\"");
+    }
+  }
+  return checked;
+}
+
+void OpmlReader::CheckAttributeNames(const pugi::xml_node& headline) {
+  std::vector<std::string_view> names;
+  for (const pugi::xml_attribute& attribute : headline.attributes()) {
+    names.emplace_back(attribute.name());
+  }
+  std::sort(names.begin(), names.end());
+  const auto twice = std::adjacent_find(names.begin(), names.end());
+  if (twice != names.end()) {
+    FailAt(PlaceOf(headline), "an element has the attribute " + std::string(*twice) + " twice");
+  }
+}
+
+void OpmlReader::CountAttributes(const pugi::xml_node& element, std::string_view carried) {
+  for (const pugi::xml_attribute& attribute : element.attributes()) {
+    if (attribute.name() != carried && !IsNamespace(attribute.name())) {
+      notes_.CountAttribute(std::string(element.name()) + " " + attribute.name());
+    }
+  }
+}
+
+void OpmlReader::CountOther(const pugi::xml_node& node) {
+  if (IsElement(node)) {
+    notes_.CountElement(node.name());
+  } else {
+    notes_.CountText();
+  }
+}
+
+/// The parser knows the place of a name; its element begins one character before that.
+TextPlace OpmlReader::PlaceOf(const pugi::xml_node& node) const {
+  const auto offset = static_cast<size_t>(std::max<ptrdiff_t>(node.offset_debug(), 0));
+  return PlaceAt(text_, IsElement(node) && offset > 0 ? offset - 1 : offset);
+}
+
+void OpmlReader::FailAsNoOpml(const pugi::xml_node& node, const std::string& why) const {
+  throw FileFailure(kExitDamaged, name_, "not OPML at " + Named(PlaceOf(node)) + ": " + why);
+}
+
+void OpmlReader::FailAt(const TextPlace& place, const std::string& wrong) const {
+  throw FileFailure(kExitDamaged, name_, "malformed XML at " + Named(place) + ": " + wrong);
+}
+
+}  // namespace
+
+Outline ReadOpml(const std::string& name, const std::string& bytes, ImportNotes& notes) {
+  OpmlReader reader(name, XmlToUtf8(name, bytes, notes), notes);
+  return reader.Read();
+}
+
+}  // namespace kxo

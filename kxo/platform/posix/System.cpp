@@ -1,0 +1,199 @@
+#include "System.h"
+
+#include <fcntl.h>
+#include <iconv.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cwchar>
+#include <memory>
+#include <system_error>
+
+#include "Text.h"
+
+namespace kxo::sys {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// A descriptor that closes itself.
+class Descriptor {
+ public:
+  Descriptor(const fs::path& file, int flags) : fd_(::open(file.c_str(), flags | O_CLOEXEC)) {}
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  ~Descriptor() {
+    if (fd_ >= 0) ::close(fd_);
+  }
+  bool IsOpen() const { return fd_ >= 0; }
+  int get() const { return fd_; }
+
+ private:
+  int fd_;
+};
+
+[[noreturn]] void ThrowLastError(const char* what, const fs::path& file) {
+  throw fs::filesystem_error(what, file, std::error_code(errno, std::generic_category()));
+}
+
+/// Folders without support for it keep their entries well enough, so a refusal does not count.
+void FlushFolder(const fs::path& folder) {
+  const Descriptor descriptor(folder, O_RDONLY | O_DIRECTORY);
+  if (descriptor.IsOpen()) ::fsync(descriptor.get());
+}
+
+fs::path HomeFolder() {
+  if (const char* home = std::getenv("HOME"); home != nullptr && *home == '/') return home;
+  const passwd* user = ::getpwuid(::getuid());
+  return user != nullptr && user->pw_dir != nullptr ? fs::path(user->pw_dir) : fs::path();
+}
+
+bool IsPlainText(const std::string& name) {
+  for (size_t pos = 0; pos < name.size();) {
+    const char32_t c = NextCodePoint(name, pos);
+    if (c < 0x20 || c == kNotUtf8 || IsSurrogate(c)) return false;
+  }
+  return name.find_first_of("\\*?<>|\":") == std::string::npos;
+}
+
+/// The library takes the backslash for a separator, refuses wildcards and control characters, drops
+/// blanks and dots at the end of a name, and knows names as Unicode text of limited length.
+bool IsPlainForLibrary(const fs::path& file) {
+  constexpr size_t kLongestPlainPath = 200;
+  const std::string& name = file.native();
+  if (name.size() > kLongestPlainPath || !IsPlainText(name)) return false;
+  return std::none_of(file.begin(), file.end(), [](const fs::path& part) {
+    const std::string& text = part.native();
+    return !text.empty() && (text.back() == '.' || text.back() == ' ');
+  });
+}
+
+class Converter {
+ public:
+  explicit Converter(const std::string& from) : handle_(::iconv_open("UTF-8", from.c_str())) {}
+  Converter(const Converter&) = delete;
+  Converter& operator=(const Converter&) = delete;
+  ~Converter() {
+    if (IsOpen()) ::iconv_close(handle_);
+  }
+  // iconv's own mark for "none" is an integer in a pointer's clothes.
+  bool IsOpen() const { return reinterpret_cast<intptr_t>(handle_) != -1; }
+  Converted Convert(std::string_view bytes);
+
+ private:
+  iconv_t handle_;
+};
+
+Converted Converter::Convert(std::string_view bytes) {
+  constexpr size_t kPieceSize = 65536;
+  const auto piece = std::make_unique<std::array<char, kPieceSize>>();
+  Converted converted;
+  char* in = const_cast<char*>(bytes.data());  // iconv does not write there
+  size_t inLeft = bytes.size();
+  bool flushing = false;  // encodings with shift states may have an end to write
+  while (true) {
+    char* out = piece->data();
+    size_t outLeft = kPieceSize;
+    const size_t result = flushing ? ::iconv(handle_, nullptr, nullptr, &out, &outLeft)
+                                   : ::iconv(handle_, &in, &inLeft, &out, &outLeft);
+    converted.utf8.append(piece->data(), kPieceSize - outLeft);
+    if (result == static_cast<size_t>(-1)) {
+      if (errno == E2BIG) continue;
+      converted.badOffset = bytes.size() - inLeft;
+      return converted;
+    }
+    if (flushing) return converted;
+    flushing = true;
+  }
+}
+
+}  // namespace
+
+std::vector<std::string> Arguments(int argc, char** argv) {
+  return argc > 1 ? std::vector<std::string>(argv + 1, argv + argc) : std::vector<std::string>();
+}
+
+void PrepareStreams() {}
+
+bool IsTerminal(std::FILE* stream) { return ::isatty(::fileno(stream)) == 1; }
+
+fs::path StateFolder() {
+  if (const char* state = std::getenv("XDG_STATE_HOME"); state != nullptr && *state == '/') {
+    return fs::path(state) / "kxo";
+  }
+  const fs::path home = HomeFolder();
+  return home.empty() ? home : home / ".local" / "state" / "kxo";
+}
+
+bool MakeWritableFolder(const fs::path& folder) {
+  std::error_code error;
+  if (fs::create_directories(folder, error)) {
+    fs::permissions(folder, fs::perms::owner_all, error);
+  }
+  return fs::is_directory(folder, error) && ::access(folder.c_str(), W_OK | X_OK) == 0;
+}
+
+fs::path MakeTemporaryFolder() {
+  std::error_code ignored;
+  for (const fs::path& parent : {fs::temp_directory_path(ignored), fs::path("/tmp"),
+                                 fs::path("/var/tmp"), fs::path("/dev/shm")}) {
+    if (parent.empty()) continue;
+    std::string name = (parent / "kxo-XXXXXX").native();
+    if (::mkdtemp(name.data()) != nullptr) return name;
+  }
+  return {};
+}
+
+LibraryName::LibraryName(const fs::path& file) {
+  if (IsPlainForLibrary(file)) {
+    name_ = ToWide(file.native());
+    return;
+  }
+  static int count = 0;
+  const std::string alias = "file-" + std::to_string(::getpid()) + "-" + std::to_string(++count);
+  std::error_code ignored;
+  fs::remove(alias, ignored);  // of a process that had our number and died
+  fs::create_symlink(file, alias);
+  alias_ = fs::absolute(alias);
+  name_ = ToWide(alias);
+}
+
+LibraryName::~LibraryName() {
+  std::error_code ignored;
+  if (!alias_.empty()) fs::remove(alias_, ignored);
+}
+
+void FlushToDisk(const fs::path& file) {
+  const Descriptor descriptor(file, O_RDONLY);
+  if (!descriptor.IsOpen() || ::fsync(descriptor.get()) != 0) ThrowLastError("cannot flush", file);
+}
+
+void PutInPlace(const fs::path& from, const fs::path& to, bool replace) {
+  // A second name for the file is refused where the name exists, which renaming is not.
+  if (!replace && ::link(from.c_str(), to.c_str()) == 0) {
+    ::unlink(from.c_str());
+  } else {
+    const bool linkUnknown = errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS;
+    if (!replace && !linkUnknown) ThrowLastError("cannot name", to);
+    if (!replace && ::access(to.c_str(), F_OK) == 0) {
+      errno = EEXIST;
+      ThrowLastError("cannot name", to);
+    }
+    if (::rename(from.c_str(), to.c_str()) != 0) ThrowLastError("cannot name", to);
+  }
+  FlushFolder(to.parent_path());
+}
+
+std::optional<Converted> ToUtf8(std::string_view bytes, const std::string& encoding) {
+  Converter converter(encoding);
+  if (!converter.IsOpen()) return std::nullopt;
+  return converter.Convert(bytes);
+}
+
+}  // namespace kxo::sys

@@ -1,0 +1,141 @@
+#include "System.h"
+
+#include <windows.h>
+// After windows.h, which it needs.
+#include <fcntl.h>
+#include <io.h>
+#include <shellapi.h>
+
+#include <array>
+#include <climits>
+#include <cstdlib>
+#include <system_error>
+
+#include "Text.h"
+
+namespace kxo::sys {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+[[noreturn]] void ThrowLastError(const char* what, const fs::path& file) {
+  const auto error = static_cast<int>(::GetLastError());
+  throw fs::filesystem_error(what, file, std::error_code(error, std::system_category()));
+}
+
+struct NamedCodePage {
+  std::string_view name;
+  unsigned int codePage;
+};
+
+/// Those that files name beside Unicode and Windows-1252, in lower case.
+constexpr std::array<NamedCodePage, 31> kCodePages = {{
+    {"windows-1250", 1250}, {"windows-1251", 1251}, {"windows-1253", 1253}, {"windows-1254", 1254},
+    {"windows-1255", 1255}, {"windows-1256", 1256}, {"windows-1257", 1257}, {"windows-1258", 1258},
+    {"windows-874", 874},   {"iso-8859-2", 28592},  {"iso-8859-3", 28593},  {"iso-8859-4", 28594},
+    {"iso-8859-5", 28595},  {"iso-8859-6", 28596},  {"iso-8859-7", 28597},  {"iso-8859-8", 28598},
+    {"iso-8859-9", 28599},  {"iso-8859-13", 28603}, {"iso-8859-15", 28605}, {"koi8-r", 20866},
+    {"koi8-u", 21866},      {"shift_jis", 932},     {"euc-jp", 51932},      {"iso-2022-jp", 50220},
+    {"gb2312", 936},        {"gbk", 936},           {"gb18030", 54936},     {"big5", 950},
+    {"euc-kr", 949},        {"macintosh", 10000},   {"ibm437", 437},
+}};
+
+unsigned int CodePageOf(const std::string& encoding) {
+  const std::string name = LowerCase(encoding);
+  for (const NamedCodePage& known : kCodePages) {
+    if (known.name == name) return known.codePage;
+  }
+  return 0;
+}
+
+/// Characters that `length` bytes are, or 0 when they are not text. Some code pages refuse the flag
+/// that asks for strictness.
+int CountWide(unsigned int codePage, const char* bytes, int length) {
+  const int strict =
+      ::MultiByteToWideChar(codePage, MB_ERR_INVALID_CHARS, bytes, length, nullptr, 0);
+  if (strict > 0 || ::GetLastError() != ERROR_INVALID_FLAGS) return strict;
+  return ::MultiByteToWideChar(codePage, 0, bytes, length, nullptr, 0);
+}
+
+}  // namespace
+
+std::vector<std::string> Arguments(int /*argc*/, char** /*argv*/) {
+  std::vector<std::string> arguments;
+  int count = 0;
+  wchar_t** words = ::CommandLineToArgvW(::GetCommandLineW(), &count);
+  for (int i = 1; words != nullptr && i < count; ++i) arguments.push_back(FromWide(words[i]));
+  ::LocalFree(words);
+  return arguments;
+}
+
+void PrepareStreams() {
+  ::SetConsoleOutputCP(CP_UTF8);
+  ::_setmode(::_fileno(stdout), _O_BINARY);
+  ::_setmode(::_fileno(stderr), _O_BINARY);
+}
+
+bool IsTerminal(std::FILE* stream) { return ::_isatty(::_fileno(stream)) != 0; }
+
+fs::path StateFolder() {
+  const wchar_t* local = ::_wgetenv(L"LOCALAPPDATA");
+  return local != nullptr && *local != 0 ? fs::path(local) / "kxo" : fs::path();
+}
+
+bool MakeWritableFolder(const fs::path& folder) {
+  std::error_code error;
+  fs::create_directories(folder, error);
+  std::array<wchar_t, MAX_PATH> probe{};
+  if (::GetTempFileNameW(folder.c_str(), L"kxo", 0, probe.data()) == 0) return false;
+  ::DeleteFileW(probe.data());
+  return true;
+}
+
+fs::path MakeTemporaryFolder() {
+  std::error_code error;
+  const fs::path parent = fs::temp_directory_path(error);
+  if (error) return {};
+  for (unsigned int i = 0; i < 100; ++i) {
+    fs::path folder = parent / ("kxo-" + std::to_string(::GetCurrentProcessId()) + "-" +
+                                std::to_string(::GetTickCount() + i));
+    if (fs::create_directory(folder, error)) return folder;
+  }
+  return {};
+}
+
+LibraryName::LibraryName(const fs::path& file) : name_(file.wstring()) {}
+
+LibraryName::~LibraryName() = default;
+
+void FlushToDisk(const fs::path& file) {
+  const HANDLE handle = ::CreateFileW(file.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+                                      OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) ThrowLastError("cannot flush", file);
+  const bool flushed = ::FlushFileBuffers(handle) != 0;
+  ::CloseHandle(handle);
+  if (!flushed) ThrowLastError("cannot flush", file);
+}
+
+void PutInPlace(const fs::path& from, const fs::path& to, bool replace) {
+  const DWORD flags = MOVEFILE_WRITE_THROUGH | (replace ? MOVEFILE_REPLACE_EXISTING : 0);
+  if (::MoveFileExW(from.c_str(), to.c_str(), flags) == 0) ThrowLastError("cannot name", to);
+}
+
+std::optional<Converted> ToUtf8(std::string_view bytes, const std::string& encoding) {
+  const unsigned int codePage = CodePageOf(encoding);
+  if (codePage == 0 || bytes.size() > INT_MAX) return std::nullopt;
+  Converted converted;
+  if (bytes.empty()) return converted;
+  const int length = static_cast<int>(bytes.size());
+  const int count = CountWide(codePage, bytes.data(), length);
+  if (count == 0) {
+    converted.badOffset = 0;
+    return converted;
+  }
+  std::wstring text(static_cast<size_t>(count), L'\0');
+  ::MultiByteToWideChar(codePage, 0, bytes.data(), length, text.data(), count);
+  converted.utf8 = FromWide(text);
+  return converted;
+}
+
+}  // namespace kxo::sys
