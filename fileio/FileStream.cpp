@@ -159,7 +159,7 @@ CFile* CFileStream::Detach() {
 }
 
 CFile* CFileStream::GetFile() {
-  if (window_ != nullptr) window_->sync();
+  if (window_ != nullptr) window_->lend();
   return file_;
 }
 

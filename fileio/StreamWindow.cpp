@@ -20,17 +20,34 @@ void StreamWindow::restart() {
   used_ = 0;
   at_ = 0;
   writing_ = false;
+  lent_ = false;
   length_ = 0;
+}
+
+uint64_t StreamWindow::position() {
+  takeBack();
+  return base_ + at_;
+}
+
+void StreamWindow::lend() {
+  sync();
+  lent_ = true;
+}
+
+void StreamWindow::takeBack() {
+  if (lent_) restart();
 }
 
 unsigned int StreamWindow::read(void* dst, unsigned int count) {
   if (count == 0) return 0;
+  takeBack();
   if (writing_) flushPending();
   if (used_ - at_ < count) refill(count);
   if (used_ - at_ < count) {
     // Larger than the window, or more than the file has: a single transfer does what it does.
-    sync();
+    lend();
     const unsigned int got = file_.Read(dst, count);
+    lent_ = false;
     base_ += got;
     return got;
   }
@@ -45,16 +62,21 @@ void StreamWindow::refill(unsigned int wanted) {
   const uint64_t rest = length_ > base_ ? length_ - base_ : 0;
   const auto most = static_cast<unsigned int>(std::min<uint64_t>(rest, kSize));
   if (wanted > most) return;
+  lent_ = true;
   used_ = file_.Read(bytes_.get(), most);
+  lent_ = false;
 }
 
 unsigned int StreamWindow::write(const void* src, unsigned int count) {
+  takeBack();
   if (!writing_) sync();
   writing_ = true;
   if (count > kSize - used_) flushPending();
   writing_ = true;
   if (count > kSize) {
+    lent_ = true;
     const unsigned int written = file_.Write(src, count);
+    lent_ = false;
     base_ += written;
     return written;
   }
@@ -70,10 +92,14 @@ void StreamWindow::flushPending() {
   at_ = 0;
   writing_ = false;
   length_ = 0;
-  if (pending > 0) base_ += file_.Write(bytes_.get(), pending);
+  if (pending == 0) return;
+  lent_ = true;
+  base_ += file_.Write(bytes_.get(), pending);
+  lent_ = false;
 }
 
 void StreamWindow::sync() {
+  takeBack();
   if (writing_) {
     flushPending();
     return;

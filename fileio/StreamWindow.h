@@ -19,14 +19,18 @@ class StreamWindow {
 
   unsigned int read(void* dst, unsigned int count);
   unsigned int write(const void* src, unsigned int count);
-  uint64_t position() const { return base_ + at_; }
+  uint64_t position();
   /// Brings the file to the logical position, with nothing pending.
   void sync();
+  /// As `sync`, for somebody who may move the file: wherever it then stands is the logical position
+  /// of what follows.
+  void lend();
   /// Takes the file's position as the logical one, after the file was moved.
   void restart();
 
  private:
   explicit StreamWindow(CFile& file) : file_(file) {}
+  void takeBack();
   void flushPending();
   void refill(unsigned int wanted);
 
@@ -37,6 +41,7 @@ class StreamWindow {
   unsigned int used_ = 0;
   unsigned int at_ = 0;  // logical position, from base_
   bool writing_ = false;
+  bool lent_ = false;  // the file's own position counts; also while a transfer may fail
 };
 
 }  // namespace kx_gen
