@@ -95,19 +95,9 @@ unsigned long findEnd(CFile& file, unsigned long position) {
   return end;
 }
 
-// A file time that the file system does not keep is 0 and stays 0.
 CTime statusTime(const FILETIME& time) {
-  if (time.dwLowDateTime == 0 && time.dwHighDateTime == 0) return CTime();
-  return CTime(time, -1);
-}
-
-void setTimes(CFileStatus& status, const FILETIME& creation, const FILETIME& access,
-              const FILETIME& write) {
-  status.lastWriteTime = statusTime(write);
-  status.creationTime = statusTime(creation);
-  status.lastAccessTime = statusTime(access);
-  if (status.creationTime == CTime()) status.creationTime = status.lastWriteTime;
-  if (status.lastAccessTime == CTime()) status.lastAccessTime = status.lastWriteTime;
+  if (time.dwLowDateTime == 0 && time.dwHighDateTime == 0) return {};
+  return {time, -1};
 }
 
 unsigned char attributesOf(const _String& path) {
@@ -131,6 +121,15 @@ bool copyFile(const wchar_t* from, const wchar_t* to) {
 }
 
 }  // namespace
+
+void setStatusTimes(CFileStatus& status, const FILETIME& creation, const FILETIME& access,
+                    const FILETIME& write) {
+  status.lastWriteTime = statusTime(write);
+  status.creationTime = statusTime(creation);
+  status.lastAccessTime = statusTime(access);
+  if (status.creationTime == CTime()) status.creationTime = status.lastWriteTime;
+  if (status.lastAccessTime == CTime()) status.lastAccessTime = status.lastWriteTime;
+}
 
 CFile::CFile() : handle_(INVALID_HANDLE_VALUE) {}
 
@@ -287,21 +286,22 @@ bool CFile::GetStatus(CFileStatus& status) const {
   status.size = GetFileSize(handle_, nullptr);
   if (status.size == INVALID_FILE_SIZE) return false;
   status.attribute = attributesOf(path_);
-  setTimes(status, creation, access, write);
+  setStatusTimes(status, creation, access, write);
   return true;
 }
 
 bool CFile::GetStatus(const wchar_t* name, CFileStatus& status) {
+  const _String path(name);  // the caller may take the name from the status itself
   status = CFileStatus();
-  FullPath(status.fullName, name);
+  FullPath(status.fullName, path);
   WIN32_FIND_DATAW found = {};
-  const HANDLE search = kx_FindFirst(textOrEmpty(name), &found);
+  const HANDLE search = kx_FindFirst(path, &found);
   if (search == INVALID_HANDLE_VALUE) return false;
   kx_FindClose(search);
   kx_Check(found.nFileSizeHigh == 0, kFileSource, kLineStatusSize);
   status.attribute = static_cast<unsigned char>(found.dwFileAttributes & 0x7F);
   status.size = found.nFileSizeLow;
-  setTimes(status, found.ftCreationTime, found.ftLastAccessTime, found.ftLastWriteTime);
+  setStatusTimes(status, found.ftCreationTime, found.ftLastAccessTime, found.ftLastWriteTime);
   return true;
 }
 

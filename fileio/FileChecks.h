@@ -4,8 +4,7 @@
 #include <algorithm>
 #include <cwchar>
 
-#include "KxFormat.h"
-#include "KxString.h"
+#include "File.h"
 
 namespace kx_gen {
 
@@ -79,5 +78,10 @@ inline void copyText(wchar_t* buffer, const wchar_t* text, size_t size = format:
   std::wmemmove(buffer, text, length);
   buffer[length] = L'\0';
 }
+
+// Sets the times of a status. A time that the file system does not keep is 0 and stays 0, and the
+// write time stands in for the other two.
+void setStatusTimes(CFileStatus& status, const FILETIME& creation, const FILETIME& access,
+                    const FILETIME& write);
 
 }  // namespace kx_gen
