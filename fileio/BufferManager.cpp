@@ -23,6 +23,7 @@ enum : int {
   kLineReplaceOutside = 51,
   kLineReplaceNoSource = 52,
   kLineReplaceNull = 53,
+  kLineReplaceLost = 54,
 };
 
 constexpr long kFailed = -1;
@@ -78,10 +79,16 @@ long CBufferManager::grow(uint64_t wanted) {
   return 0;
 }
 
+// A deleted buffer has no room, whatever the capacity still says.
+uint32_t CBufferManager::room() const { return bytes() != nullptr ? capacity_ : 0; }
+
+// Bytes that a deleted buffer held are gone; an edit of them would read nothing.
+bool CBufferManager::lostItsBytes() const { return bytes() == nullptr && size_ > 0; }
+
 long CBufferManager::reserve(unsigned long extra) {
   if (extra > kSizeMax) return kFailed;
   const uint64_t wanted = static_cast<uint64_t>(size_) + extra;
-  return wanted > capacity_ ? grow(wanted) : 0;
+  return wanted > room() ? grow(wanted) : 0;
 }
 
 long CBufferManager::replace(unsigned long pos, unsigned long oldLen, const char* src,
@@ -90,12 +97,13 @@ long CBufferManager::replace(unsigned long pos, unsigned long oldLen, const char
   if (!kx_Check(inside, kSource, kLineReplaceOutside)) return kFailed;
   if (!kx_Check(src != nullptr || newLen == 0, kSource, kLineReplaceNoSource)) return kFailed;
   if (newLen > kSizeMax) return kFailed;
+  if (!kx_Check(!lostItsBytes(), kSource, kLineReplaceLost)) return kFailed;
   const char* const old = bytes();
   if (newLen > 0 && old != nullptr && src >= old && src < old + capacity_) {
     return replaceFromInside(pos, oldLen, src, newLen);
   }
   const uint64_t newSize = static_cast<uint64_t>(size_) + newLen - oldLen;
-  if (newSize > capacity_ && grow(newSize) != 0) return kFailed;
+  if (newSize > room() && grow(newSize) != 0) return kFailed;
   char* const buffer = bytes();
   const size_t tail = size_ - pos - oldLen;
   if (tail > 0 && newLen != oldLen)
@@ -132,7 +140,7 @@ void CBufferManager::write(unsigned long pos, const char* src, unsigned long len
 }
 
 void CBufferManager::resize() {
-  if (block_ == 0 || slot_ == nullptr) return;
+  if (block_ == 0 || slot_ == nullptr || lostItsBytes()) return;
   const uint64_t wanted = (static_cast<uint64_t>(size_) / block_ + 1) * block_;
   if (wanted == capacity_ || wanted > kSizeMax) return;
   const uint32_t before = capacity_;

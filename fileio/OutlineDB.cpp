@@ -29,6 +29,8 @@ enum : int {
   kLineOpenCaught = 364,
   kLineReadCount = 401,
   kLineReadIds = 402,
+  kLineMemNoMemory = 490,
+  kLineMemVersion = 529,
   kLineOtherNull = 410,
   // Header fields.
   kLineGetCategoryName = 601,
@@ -71,6 +73,8 @@ enum : int {
 constexpr SourceLine at(int line) { return SourceLine{kSource, line}; }
 
 constexpr uint32_t kCategoryNameTag = format::kStringTagBase + format::kStringCategoryName;
+
+constexpr unsigned long kMemVersionNumber = 21;  // goes with message 25 here, and only here
 
 constexpr size_t kIdsAtOnce = 16 * 1024;  // deleted ids a transfer
 
@@ -457,6 +461,38 @@ bool COutlineDB::comparePrivateHeader(COutlineDB* other) {
   other->GetOutlineTitle(otherTitle);
   return title == otherTitle;
 }
+
+// --- The memory outline database ---
+
+CMemOutlDB::CMemOutlDB() : CDatabase(false) {
+  KX_Trace(L"CMemOutlDB::CMemOutlDB");
+  CMemOutlDB::CreateRecordset();
+  SetVersionNum(format::kMemOutlineVersion);
+}
+
+CMemOutlDB::~CMemOutlDB() = default;
+
+void CMemOutlDB::CheckDbInfo() {
+  if (GetVersionNum() == format::kMemOutlineVersion) return;
+  throwTraced<CDBException>(kSourceFile, kLineMemVersion, kMsgMemOutlineVersion, kMemVersionNumber);
+}
+
+void CMemOutlDB::ReadExtraRows() {}
+
+void CMemOutlDB::WriteExtraRows() {}
+
+void CMemOutlDB::CreateRecordset() {
+  auto* recordset = new (std::nothrow) CLinkedOutlRS;
+  if (recordset == nullptr) {
+    throwTraced(kSourceFile, kLineMemNoMemory, kMsgOutOfMemory, numberOf(kMsgOutOfMemory));
+  }
+  InstallRecordset(recordset);
+}
+
+// The rows stand where other kinds have their header table.
+unsigned long CMemOutlDB::getFirstRowStartPosReading() { return format::kHeaderTablePos; }
+
+unsigned long CMemOutlDB::getFirstRowStartPosWriting() { return format::kHeaderTablePos; }
 
 // --- Categories of outline files ---
 

@@ -43,6 +43,8 @@ class KX_API CBufferManager {
   char* bytes() const;  ///< The buffer; null when there is none.
 
  private:
+  uint32_t room() const;
+  bool lostItsBytes() const;
   long grow(uint64_t wanted);
   long replaceFromInside(unsigned long pos, unsigned long oldLen, const char* src,
                          unsigned long newLen);

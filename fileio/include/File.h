@@ -143,6 +143,85 @@ class KX_API CFile {
   _String path_;
 };
 
+/// A file whose contents live in one growing heap block, so that a database can be built or parsed
+/// in memory. It always reports closed, and works. Unlike on disk, a short read is no error.
+class KX_API MemFile : public CFile {
+ public:
+  /// Commands of `GetBufferPtr`.
+  enum BufferCommand : unsigned int {
+    bufferRead = 0,
+    bufferWrite = 1,
+    bufferCommit = 2,
+    bufferCheck = 3,
+  };
+
+  /// Grows in steps of `growBytes`; 0: not at all.
+  explicit MemFile(unsigned int growBytes);
+  /// As `Attach`.
+  MemFile(unsigned char* buffer, unsigned int size, unsigned int growBytes);
+  ~MemFile() override;
+
+  /// Takes the caller's block: full of content when `growBytes` is 0, else empty. The caller keeps
+  /// it, but a block attached with a growth step must come from `malloc`: growing reallocates it.
+  void Attach(unsigned char* buffer, unsigned int size, unsigned int growBytes);
+  unsigned char* Detach();  ///< Gives the block to the caller; the file is empty afterwards.
+
+  void Close() override;  ///< Frees a block of its own; a closed memory file cannot grow.
+  unsigned int Write(const void* data, unsigned int count) override;
+  unsigned int Read(void* data, unsigned int count) override;
+  unsigned long Seek(long offset, unsigned int from) override;
+  unsigned long GetPosition() const override;
+  void Flush() override;
+  void SetLength(unsigned long length) override;
+
+  virtual unsigned char* Alloc(unsigned long size);
+  virtual unsigned char* Realloc(unsigned char* block, unsigned long size);
+  virtual void Free(unsigned char* block);
+  /// Makes room for `needed` bytes or throws message 11; new bytes are zero.
+  virtual void GrowFile(unsigned long needed);
+  virtual void AssertValid() const;
+  virtual void Abort();  ///< Closes and never throws.
+  /// Direct access to the block. Read: `*start` to `*end` is what up to `count` bytes (0xFFFFFFFF:
+  /// all) give, and the position moves behind them. Write: the room for `count` bytes. Both return
+  /// its size. Commit, with a null `start`: position and length move on by `count`; returns 0.
+  /// Check returns 1: direct access is supported.
+  virtual unsigned int GetBufferPtr(unsigned int command, unsigned int count, void** start,
+                                    void** end);
+
+ protected:
+  unsigned int growBytes_ = 0;
+  uint32_t position_ = 0;
+  uint32_t capacity_ = 0;
+  uint32_t length_ = 0;
+  unsigned char* buffer_ = nullptr;
+  bool autoDelete_ = true;
+
+ private:
+  bool isBlockValid() const;
+  unsigned int roomFor(unsigned int count, void** start, void** end);
+  unsigned int takeContent(unsigned int count, void** start, void** end);
+};
+
+/// A memory file whose block is a memory handle, to be handed to or taken from other code. It owns
+/// the handle until `Detach`.
+class KX_API SharedFile : public MemFile {
+ public:
+  explicit SharedFile(unsigned int allocFlags = 2, unsigned int growBytes = 4096);
+  ~SharedFile() override;
+
+  unsigned char* Alloc(unsigned long size) override;
+  unsigned char* Realloc(unsigned char* block, unsigned long size) override;
+  void Free(unsigned char* block) override;
+
+  void SetHandle(void* handle, int allowGrow);  ///< Takes the handle with its contents.
+  void* Detach();                               ///< Gives the handle to the caller.
+
+ private:
+  unsigned int allocFlags_;
+  void* handle_ = nullptr;
+  bool allowGrow_ = true;
+};
+
 /// Enumerates the files that match a pattern (`*` any run, `?` one character). After `FindFile`,
 /// call `FindNextFileW` to reach the first match; the last match is current when it returns false.
 class KX_API CFileFind {

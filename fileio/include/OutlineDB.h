@@ -116,6 +116,23 @@ class KX_API COutlineDB : public CDatabase {
   std::unique_ptr<CDeletedThoughts> deletedThoughts_;
 };
 
+/// A lean kind beside `COutlineDB`: linked outline rows right behind the information block, without
+/// headers and deleted ids. `Open` throws (message 25 for a version other than 10).
+class KX_API CMemOutlDB : public CDatabase {
+ public:
+  CMemOutlDB();
+  ~CMemOutlDB() override;
+
+  void CheckDbInfo() override;
+  void ReadExtraRows() override;
+  void WriteExtraRows() override;
+  void CreateRecordset() override;
+
+ protected:
+  unsigned long getFirstRowStartPosReading() override;
+  unsigned long getFirstRowStartPosWriting() override;
+};
+
 /// In every outline of `folder` with `extension` (without dot) whose category is exactly `oldName`,
 /// makes it `newName` (null: the unfiled category's). Only their shared headers change. The first
 /// file that fails ends it with its exception; later files are untouched.

