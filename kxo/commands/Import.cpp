@@ -167,7 +167,8 @@ void RunImport(const Session& session, const ImportOptions& options) {
 
 void AddImport(CLI::App& app, ChosenCommand& chosen) {
   auto options = std::make_shared<ImportOptions>();
-  CLI::App* command = app.add_subcommand("import", "Make a document of an OPML file");
+  CLI::App* command = app.add_subcommand("import");
+  command->group("Commands");
   command->description(
       "Makes a .kxo document of an OPML file.\n\n"
       "Examples:\n"
@@ -176,7 +177,8 @@ void AddImport(CLI::App& app, ChosenCommand& chosen) {
       "Carried are the title, the headlines with their notes and check marks, and which\n"
       "of them are unfolded. What a document has no place for is told and counted.\n");
   command->add_option("IN", options->in, "The OPML file")->required();
-  command->add_option("-o,--output", options->out, "The document to make; else IN as .kxo");
+  command->add_option("-o,--output", options->out, "The document to make; else IN as .kxo")
+      ->type_name("OUT");
   command->add_flag("--force", options->force, "Replace the document if it exists");
   command->callback([options, &chosen] {
     chosen = [options](const Session& session) { RunImport(session, *options); };

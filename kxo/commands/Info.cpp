@@ -40,21 +40,28 @@ std::string Join(std::initializer_list<long> numbers) {
   return text;
 }
 
-/// Lines of "name  value" under headings.
+/// Lines of "name  value" under headings. A value may have several lines.
 class Listing {
  public:
   void Section(const std::string& title) { lines_ += "\n" + title + "\n"; }
-  void Add(const std::string& name, const std::string& value) {
-    constexpr size_t kNameWidth = 22;
-    const size_t gap = std::max(kNameWidth, name.size() + 2) - name.size();
-    lines_ += "  " + name + std::string(gap, ' ') + value + "\n";
-  }
+  void Add(const std::string& name, const std::string& value);
   void Title(const std::string& title) { lines_ += title + "\n"; }
   const std::string& GetLines() const { return lines_; }
 
  private:
   std::string lines_;
 };
+
+void Listing::Add(const std::string& name, const std::string& value) {
+  constexpr size_t kNameWidth = 22;
+  const size_t gap = std::max(kNameWidth, name.size() + 2) - name.size();
+  lines_ += "  " + name + std::string(gap, ' ');
+  for (const char c : value) {
+    lines_ += c;
+    if (c == '\n') lines_ += std::string(2 + kNameWidth, ' ');
+  }
+  lines_ += "\n";
+}
 
 /// The fields of one header. A field that synchronisation has yet to see is marked as changed, and
 /// one that the header does not have is said to be absent.
@@ -187,22 +194,23 @@ void ListShared(Document& document, Listing& listing) {
 std::string WindowOf(kx_gen::CPrivateOutlineHeader& header) {
   kx_gen::TStoredWindowPos pos{};
   header.GetStoredWndPos(&pos);
-  return "normal " + Join({pos.normalLeft, pos.normalTop, pos.normalRight, pos.normalBottom}) +
-         "; minimised " + Join({pos.minPositionX, pos.minPositionY}) + "; maximised " +
-         Join({pos.maxPositionX, pos.maxPositionY}) + "; show command " + Number(pos.showCmd) +
-         "; flags " + Number(pos.flags);
+  return "normal rectangle " +
+         Join({pos.normalLeft, pos.normalTop, pos.normalRight, pos.normalBottom}) +
+         "\nminimised at " + Join({pos.minPositionX, pos.minPositionY}) + ", maximised at " +
+         Join({pos.maxPositionX, pos.maxPositionY}) + "\nshow command " + Number(pos.showCmd) +
+         ", flags " + Number(pos.flags);
 }
 
 std::string FontOf(kx_gen::CPrivateOutlineHeader& header) {
   kx_gen::TStoredFontInfo font{};
   header.GetStoredFontInfo(&font);
-  return "height " + Join({font.height}) + "; width " + Join({font.width}) + "; escapement " +
-         Join({font.escapement}) + "; orientation " + Join({font.orientation}) + "; weight " +
-         Join({font.weight}) + "; italic " + Number(font.italic) + "; underline " +
-         Number(font.underline) + "; strike-out " + Number(font.strikeOut) + "; character set " +
-         Number(font.charSet) + "; output precision " + Number(font.outPrecision) +
-         "; clip precision " + Number(font.clipPrecision) + "; quality " + Number(font.quality) +
-         "; pitch and family " + Number(font.pitchAndFamily);
+  return "height " + Join({font.height}) + ", width " + Join({font.width}) + ", escapement " +
+         Join({font.escapement}) + ", orientation " + Join({font.orientation}) + ", weight " +
+         Join({font.weight}) + "\nitalic " + Number(font.italic) + ", underline " +
+         Number(font.underline) + ", strike-out " + Number(font.strikeOut) + ", character set " +
+         Number(font.charSet) + "\noutput precision " + Number(font.outPrecision) +
+         ", clip precision " + Number(font.clipPrecision) + ", quality " + Number(font.quality) +
+         ", pitch and family " + Number(font.pitchAndFamily);
 }
 
 void ListPrivate(Document& document, Listing& listing) {
@@ -295,13 +303,15 @@ void RunInfo(const Session& session, const std::string& name) {
 
 void AddInfo(CLI::App& app, ChosenCommand& chosen) {
   auto name = std::make_shared<std::string>();
-  CLI::App* command = app.add_subcommand("info", "Tell all about a document but its items");
+  CLI::App* command = app.add_subcommand("info");
+  command->group("Commands");
   command->description(
-      "Tells of a document how many items it has and of what kind, which ids of deleted\n"
-      "items wait for synchronisation, every field of its headers, and its sizes. Fields\n"
-      "that synchronisation has yet to see are marked as changed.\n\n"
+      "Tells the header fields, counts and sizes of a document.\n\n"
       "Example:\n"
-      "  kxo info plan.kxo\n");
+      "  kxo info plan.kxo\n\n"
+      "That is: how many items there are and of what kind, which ids of deleted items wait\n"
+      "for synchronisation, every field of the headers, and what takes how much room. Fields\n"
+      "that synchronisation has yet to see are marked as changed.\n");
   command->add_option("FILE", *name, "The document")->required();
   command->callback(
       [name, &chosen] { chosen = [name](const Session& session) { RunInfo(session, *name); }; });

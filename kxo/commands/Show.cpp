@@ -99,9 +99,10 @@ void RunShow(const Session& session, const ShowOptions& options) {
 
 void AddShow(CLI::App& app, ChosenCommand& chosen) {
   auto options = std::make_shared<ShowOptions>();
-  CLI::App* command = app.add_subcommand("show", "Print a document as a tree");
+  CLI::App* command = app.add_subcommand("show");
+  command->group("Commands");
   command->description(
-      "Prints a document as a tree: its title, then an item a line.\n\n"
+      "Prints a document as a tree, its title and then an item a line.\n\n"
       "Examples:\n"
       "  kxo show plan.kxo\n"
       "  kxo show plan.kxo --notes\n"

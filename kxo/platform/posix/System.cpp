@@ -59,19 +59,27 @@ bool IsPlainText(const std::string& name) {
     const char32_t c = NextCodePoint(name, pos);
     if (c < 0x20 || c == kNotUtf8 || IsSurrogate(c)) return false;
   }
-  return name.find_first_of("\\*?<>|\":") == std::string::npos;
+  return name.find_first_of("\\*?<>|\"") == std::string::npos;
 }
 
 /// The library takes the backslash for a separator, refuses wildcards and control characters, drops
-/// blanks and dots at the end of a name, and knows names as Unicode text of limited length.
+/// dots and blanks at the end of a name, and knows names as Unicode text.
 bool IsPlainForLibrary(const fs::path& file) {
-  constexpr size_t kLongestPlainPath = 200;
-  const std::string& name = file.native();
-  if (name.size() > kLongestPlainPath || !IsPlainText(name)) return false;
+  if (!IsPlainText(file.native())) return false;
   return std::none_of(file.begin(), file.end(), [](const fs::path& part) {
     const std::string& text = part.native();
     return !text.empty() && (text.back() == '.' || text.back() == ' ');
   });
+}
+
+/// A link in the current folder.
+fs::path MakeAlias(const fs::path& target) {
+  static int count = 0;
+  const std::string alias = "file-" + std::to_string(::getpid()) + "-" + std::to_string(++count);
+  std::error_code ignored;
+  fs::remove(alias, ignored);  // of a process that had our number and died
+  fs::create_symlink(target, alias);
+  return fs::absolute(alias);
 }
 
 class Converter {
@@ -155,13 +163,11 @@ LibraryName::LibraryName(const fs::path& file) {
     name_ = ToWide(file.native());
     return;
   }
-  static int count = 0;
-  const std::string alias = "file-" + std::to_string(::getpid()) + "-" + std::to_string(++count);
-  std::error_code ignored;
-  fs::remove(alias, ignored);  // of a process that had our number and died
-  fs::create_symlink(file, alias);
-  alias_ = fs::absolute(alias);
-  name_ = ToWide(alias);
+  // Nothing is created through a link that leads nowhere, so a new file's folder gets the alias.
+  const bool exists = fs::exists(file);
+  alias_ = MakeAlias(exists ? file : file.parent_path());
+  const fs::path name = exists ? alias_.filename() : alias_.filename() / file.filename();
+  name_ = ToWide(name.native());
 }
 
 LibraryName::~LibraryName() {
