@@ -60,18 +60,14 @@ class Matcher {
 
   bool Run() {
     while (true) {
-      if (AtTrailingDotStar() && n_ == name_.size()) return true;
       if (p_ == pattern_.size() && n_ == name_.size()) return true;
       if (!Step() && !Resume()) return false;
     }
   }
 
  private:
-  bool AtTrailingDotStar() const {
-    if (p_ == pattern_.size() || pattern_[p_] != L'.') return false;
-    return p_ + 1 < pattern_.size() &&
-           pattern_.find_first_not_of(L'*', p_ + 1) == std::wstring_view::npos;
-  }
+  /// The dot of `.*` needs no dot of a name that ends here.
+  bool IsAtDotStar() const { return pattern_.substr(p_, 2) == L".*"; }
 
   /// Consumes one character of the pattern; false when it does not fit.
   bool Step() {
@@ -80,8 +76,9 @@ class Matcher {
       restart_ = {true, ++p_, n_};
       return true;
     }
-    if (n_ == name_.size()) return false;
-    if (pattern_[p_] == L'?') {
+    if (n_ == name_.size()) {
+      if (!IsAtDotStar()) return false;
+    } else if (pattern_[p_] == L'?') {
       n_ += CharacterLength(name_, n_);
     } else if (FoldCase(pattern_[p_]) == FoldCase(name_[n_])) {
       ++n_;

@@ -15,8 +15,8 @@ int CompareIgnoringCase(std::wstring_view a, std::wstring_view b);
 /// True when `name` contains `*` or `?`, which makes it a pattern.
 bool HasWildcards(std::wstring_view name);
 
-/// `*` stands for any run of characters, `?` for exactly one; `.*` at the end of the pattern also
-/// matches where the name ends, so that `*.*` matches every name. Ignores case.
+/// `*` stands for any run of characters, `?` for exactly one; `.*` also matches where the name
+/// ends, so that `*.*` matches every name. Ignores case.
 bool MatchesWildcard(std::wstring_view pattern, std::wstring_view name);
 
 }  // namespace kx_platform

@@ -1,10 +1,9 @@
-#include <sys/time.h>
-
 #include <algorithm>
 #include <ctime>
 
 #include "Errors.h"
 #include "FileTimes.h"
+#include "LocalTime.h"
 #include "WinApi.h"
 
 namespace {
@@ -59,10 +58,9 @@ bool IsValid(const SYSTEMTIME& time) {
 /// How far the local time was ahead at a moment. Zones are known for the time from 1970 on only;
 /// before it, as in 1970.
 int64_t ZoneOffset(int64_t secondsSince1970) {
-  constexpr int64_t kLast = 0x7FFFFFFF;
-  const auto moment = static_cast<time_t>(std::clamp<int64_t>(secondsSince1970, 0, kLast));
+  const int64_t moment = std::clamp<int64_t>(secondsSince1970, 0, 0x7FFFFFFF);
   std::tm local = {};
-  return ::localtime_r(&moment, &local) != nullptr ? local.tm_gmtoff : 0;
+  return kx_LocalTime(static_cast<uint32_t>(moment), &local) ? local.tm_gmtoff : 0;
 }
 
 }  // namespace
