@@ -188,9 +188,10 @@ SharedText::SharedText(const SharedText& other) noexcept : block_(other.block_) 
 }
 
 SharedText& SharedText::operator=(const SharedText& other) noexcept {
-  if (other.block_ != nullptr) ++other.block_->owners;
+  Block* const taken = other.block_;  // `other` may be this very object
+  if (taken != nullptr) ++taken->owners;
   release();
-  block_ = other.block_;
+  block_ = taken;
   return *this;
 }
 
@@ -208,7 +209,8 @@ const wchar_t* SharedText::get() const noexcept {
 CException::CException() noexcept = default;
 
 CException::CException(const wchar_t* description, unsigned long errNumber)
-    : description_(description), errNumber_(static_cast<uint32_t>(errNumber)) {
+    : description_(description != nullptr ? description : L""),
+      errNumber_(static_cast<uint32_t>(errNumber)) {
   kx_Check(description != nullptr, kSource, kLineNullDescription);
 }
 

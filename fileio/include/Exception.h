@@ -60,7 +60,7 @@ class KX_API SharedText {
 class KX_API CException {
  public:
   CException() noexcept;  ///< No description, error number 0xFFFFFFFF.
-  /// Keeps a copy of `description`, which must not be null.
+  /// Keeps a copy of `description`; null is asserted and taken as "".
   CException(const wchar_t* description, unsigned long errNumber);
   /// Takes the text of string resource `messageId`; "" with an assertion when it cannot be loaded.
   CException(unsigned long messageId, unsigned long errNumber);
