@@ -163,7 +163,7 @@ _String GetValidFileName(const wchar_t* path, const wchar_t* otherFolder, const 
     return !IsFileExist(candidate) &&
            (otherFolder == nullptr || !existsInFolder(otherFolder, candidate));
   };
-  const _String name = withShortTitle(path);
+  _String name = withShortTitle(path);
   if (isFree(name)) return name;
   return numberedName(name, [&](const _String& candidate) {
     return (stopName != nullptr && kx_platform::CompareIgnoringCase(candidate, stopName) == 0) ||

@@ -10,7 +10,6 @@
 namespace {
 
 using kx_gen::_String;
-using kx_gen::CFile;
 using kx_gen::CTime;
 using kx_test::assertionLine;
 using kx_test::clearLog;

@@ -14,6 +14,7 @@ namespace kx_gen {
 class KX_API CTime {
  public:
   CTime() = default;
+  // NOLINTNEXTLINE(google-explicit-constructor): a count is a time
   CTime(unsigned long seconds) : seconds_(static_cast<uint32_t>(seconds)) {}
   /// Local time to seconds, as the C runtime's `mktime` does. Day 1 to 31, month 1 to 12 and year
   /// from 1900 are asserted. `dst`: 0 standard time, positive daylight saving, negative unknown.

@@ -11,7 +11,6 @@ namespace {
 
 using kx_gen::CFileFind;
 using kx_gen::CFileStatus;
-using kx_gen::CTime;
 using kx_gen::setStatusTimes;
 using kx_test::logLines;
 using testing::IsEmpty;

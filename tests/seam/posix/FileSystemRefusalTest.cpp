@@ -64,7 +64,7 @@ class RefusalTest : public kx_test::KxTest {
   static Thrown thrownWhile(SystemCall call, int error, Call action) {
     refusal = {call, error, static_cast<size_t>(-1)};
     kx_posix::SetCallHook(refuse);
-    const Thrown thrown = thrownBy(action);
+    Thrown thrown = thrownBy(action);
     kx_posix::SetCallHook(nullptr);
     return thrown;
   }
