@@ -595,6 +595,33 @@ TEST_F(DatabaseRowsTest, ExtraRowsSeeAnOrdinaryStreamWhenReading) {
   EXPECT_EQ(db.getRecord(0)->GetPos(), kRowsStart + 10);
 }
 
+/// A kind whose extra rows are optional: it looks for more than an old file has, and steps back.
+class LenientDb : public PlainDb {
+ public:
+  LenientDb() = default;
+  ~LenientDb() override = default;
+  void ReadExtraRows() override {
+    const unsigned long start = GetPosition();
+    Bytes room(1000);
+    failure = thrownBy([&] { Read(room.data(), static_cast<unsigned int>(room.size())); });
+    positionAfter = GetPosition();
+    Seek(static_cast<long>(start) - static_cast<long>(positionAfter), 1);
+  }
+  Thrown failure;
+  unsigned long positionAfter = 0;
+};
+
+TEST_F(DatabaseRowsTest, AFailedReadLeavesTheStreamWhereTheFileEnded) {
+  const Bytes bytes = join({front(2), row(1), row(2)});
+  put(bytes);
+  LenientDb db;
+  open(db);
+  db.ReadRows();
+  EXPECT_TRUE(db.failure.is(Thrown::kException, 8, 7)) << db.failure;
+  EXPECT_EQ(db.positionAfter, bytes.size());
+  EXPECT_EQ(flags(db), (std::vector<int>{1, 2}));
+}
+
 TEST_F(DatabaseRowsTest, AfterwardsTheFileStandsWhereTheStreamDoes) {
   put(join({front(1), row(1), Bytes(100, 0xEE)}));
   PlainDb db;

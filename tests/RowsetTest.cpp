@@ -8,7 +8,7 @@
 #include <type_traits>
 #include <typeinfo>
 
-#include "KxLayout.h"
+#include "StorageSupport.h"
 
 namespace {
 
@@ -360,6 +360,17 @@ TEST_F(RowTest, ALengthBeyondTheFileIsRefusedAsAShortRead) {
     EXPECT_TRUE(thrown.is(Thrown::kException, 8, 7)) << thrown;
     EXPECT_EQ(record.GetRecSize(), 0u);
     EXPECT_EQ(positionAfter_, bytes.size());
+  }
+}
+
+TEST_F(RowTest, AFileThatReadsShortWithoutThrowingIsRefusedToo) {
+  const Bytes whole = kx_test::row(kx_test::plainBlock());
+  for (size_t length = 0; length < whole.size(); ++length) {
+    kx_test::ShortReadingFile memory(kx_test::slice(whole, 0, length));
+    CFileStream stream(&memory);
+    CDBRecord record;
+    const Thrown thrown = thrownBy([&] { record.Read(stream); });
+    EXPECT_TRUE(kx_test::isReadFailure(thrown)) << length << ": " << thrown;
   }
 }
 
