@@ -915,6 +915,15 @@ TEST_F(FileTest, CopyMakesASecondFileOfTheSameBytesAndWriteTime) {
   EXPECT_THAT(logLines(), IsEmpty());
 }
 
+TEST_F(FileTest, CopyKeepsTheReadOnlyAttribute) {
+  fs::permissions("ten.bin", fs::perms::owner_read);
+  CFile::Copy(L"ten.bin", L"copy.bin");
+  CFileStatus status;
+  ASSERT_TRUE(CFile::GetStatus(L"copy.bin", status));
+  EXPECT_EQ(status.attribute, 0x21);
+  for (const char* name : {"ten.bin", "copy.bin"}) fs::permissions(name, fs::perms::owner_all);
+}
+
 TEST_F(FileTest, CopyTakesAFileThatIsOpenAndLetsOthersRead) {
   file_.Open(L"ten.bin", kReadWrite | CFile::shareDenyWrite);
   CFile::Copy(L"ten.bin", L"copy.bin");
