@@ -219,7 +219,7 @@ bool CCategoryDB::isFull() { return GetCategoryCount() >= kMaxCategoryAmount; }
 
 CCategoryRecord* CCategoryDB::FindCategory(unsigned long id) {
   for (CCategoryIterator it = GetIterator(); it != End(); ++it) {
-    if ((*it)->GetCategoryId() == id) return *it;
+    if ((*it)->GetCategoryId() == static_cast<uint32_t>(id)) return *it;
   }
   return nullptr;
 }

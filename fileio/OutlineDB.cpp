@@ -88,11 +88,11 @@ constexpr wchar_t kEmptyTitle[] = L"Unfilled";  // not the unfiled category's na
 void CDeletedThoughts::AddId(unsigned long id) { ids_.push_back(static_cast<uint32_t>(id)); }
 
 bool CDeletedThoughts::IsDeleted(unsigned long id) const {
-  return std::find(ids_.begin(), ids_.end(), id) != ids_.end();
+  return std::find(ids_.begin(), ids_.end(), static_cast<uint32_t>(id)) != ids_.end();
 }
 
 void CDeletedThoughts::removeId(unsigned long id) {
-  const auto found = std::find(ids_.begin(), ids_.end(), id);
+  const auto found = std::find(ids_.begin(), ids_.end(), static_cast<uint32_t>(id));
   if (found != ids_.end()) ids_.erase(found);
 }
 
