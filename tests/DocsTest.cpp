@@ -1,0 +1,177 @@
+// The pages under docs/ say what is: their hex stands in the golden files, what they name exists.
+#include <cctype>
+#include <fstream>
+#include <regex>
+#include <set>
+#include <sstream>
+
+#include "KxLayout.h"
+#include "TestPlaces.h"
+
+namespace kx_test {
+namespace {
+
+namespace fs = std::filesystem;
+
+fs::path docsFolder() { return sourceFolder() / "docs"; }
+
+std::string textOf(const fs::path& path) {
+  const Bytes bytes = readFile(path);
+  return std::string(bytes.begin(), bytes.end());
+}
+
+std::vector<fs::path> pages() {
+  std::vector<fs::path> found;
+  for (const fs::directory_entry& entry : fs::directory_iterator(docsFolder())) {
+    if (entry.path().extension() == ".md") found.push_back(entry.path());
+  }
+  return found;
+}
+
+/// "0022: 00 x 251 ; note" of a block that names its golden file.
+struct HexLine {
+  std::string file;
+  size_t offset = 0;
+  Bytes bytes;
+  std::string text;
+};
+
+Bytes bytesOfLine(const std::string& hex) {
+  const size_t times = hex.find(" x ");
+  if (times == std::string::npos) return fromHex(hex);
+  const Bytes one = fromHex(hex.substr(0, times));
+  return Bytes(std::stoul(hex.substr(times + 3)), one.at(0));
+}
+
+HexLine parseHexLine(const std::string& file, const std::string& text) {
+  static const std::regex kForm("([0-9A-F]{4}): ((?:[0-9A-F]{2} +)+|[0-9A-F]{2} x [0-9]+ +); .+");
+  std::smatch parts;
+  EXPECT_TRUE(std::regex_match(text, parts, kForm)) << text;
+  if (parts.empty()) return {file, 0, {}, text};
+  return {file, std::stoul(parts[1], nullptr, 16), bytesOfLine(parts[2]), text};
+}
+
+std::vector<HexLine> hexLinesOf(const std::string& page) {
+  static const std::string kFence = "```";
+  std::vector<HexLine> found;
+  std::istringstream lines(textOf(docsFolder() / page));
+  std::string file;
+  for (std::string line; std::getline(lines, line);) {
+    if (line.rfind(kFence, 0) == 0) {
+      const bool opensHex = line.rfind(kFence + "hex ", 0) == 0;
+      file = opensHex ? line.substr(line.find(' ') + 1) : "";
+    } else if (!file.empty()) {
+      found.push_back(parseHexLine(file, line));
+    }
+  }
+  return found;
+}
+
+/// The bytes of a page's lines about one file, which must follow one another without a gap.
+Bytes walkedBytes(const std::string& page, const std::string& file) {
+  Bytes walked;
+  for (const HexLine& line : hexLinesOf(page)) {
+    if (line.file != file) continue;
+    EXPECT_EQ(line.offset, walked.size()) << line.text;
+    walked.insert(walked.end(), line.bytes.begin(), line.bytes.end());
+  }
+  return walked;
+}
+
+/// Every match of the first group of `form` in a text.
+std::set<std::string> matchesIn(const std::string& text, const std::string& form) {
+  const std::regex wanted(form);
+  std::set<std::string> found;
+  for (std::sregex_iterator at(text.begin(), text.end(), wanted), end; at != end; ++at) {
+    found.insert((*at)[1]);
+  }
+  return found;
+}
+
+/// The anchor that a heading gets: lower case, dashes for blanks, punctuation dropped.
+std::string anchorOf(const std::string& heading) {
+  std::string anchor;
+  for (const char c : heading) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (std::isalnum(byte) != 0 || c == '-' || c == '_') {
+      anchor += static_cast<char>(std::tolower(byte));
+    } else if (c == ' ') {
+      anchor += '-';
+    }
+  }
+  return anchor;
+}
+
+bool hasAnchor(const fs::path& page, const std::string& anchor) {
+  std::istringstream lines(textOf(page));
+  for (std::string line; std::getline(lines, line);) {
+    const size_t title = line.find_first_not_of('#');
+    if (title == 0 || title == std::string::npos) continue;
+    if (anchorOf(line.substr(title + 1)) == anchor) return true;
+  }
+  return false;
+}
+
+class FormatPageTest : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(FormatPageTest, EveryHexLineStandsInItsGoldenFile) {
+  const std::vector<HexLine> lines = hexLinesOf(GetParam());
+  ASSERT_FALSE(lines.empty());
+  for (const HexLine& line : lines) {
+    const Bytes file = golden(line.file);
+    ASSERT_LE(line.offset + line.bytes.size(), file.size()) << line.text;
+    EXPECT_EQ(slice(file, line.offset, line.bytes.size()), line.bytes) << line.text;
+  }
+}
+
+TEST_P(FormatPageTest, EveryConstantThatItNamesIsInTheFormatHeader) {
+  const std::string header = textOf(sourceFolder() / "fileio" / "include" / "KxFormat.h");
+  const std::set<std::string> names =
+      matchesIn(textOf(docsFolder() / GetParam()), "`(k[A-Z]\\w*)`");
+  ASSERT_FALSE(names.empty());
+  const std::set<std::string> defined = matchesIn(header, "\\b(k[A-Z]\\w*)\\b");
+  for (const std::string& name : names) EXPECT_EQ(defined.count(name), 1u) << name;
+}
+
+TEST_P(FormatPageTest, ThePageAndTheFormatHeaderPointAtEachOther) {
+  const std::string page = GetParam();
+  EXPECT_NE(textOf(docsFolder() / page).find("(../fileio/include/KxFormat.h)"), std::string::npos);
+  EXPECT_NE(textOf(sourceFolder() / "fileio/include/KxFormat.h").find("docs/" + page),
+            std::string::npos);
+}
+
+INSTANTIATE_TEST_SUITE_P(Docs, FormatPageTest,
+                         ::testing::Values("format-outline.md", "format-category.md"));
+
+TEST(DocsTest, TheOutlinePageWalksThroughAWholeFile) {
+  EXPECT_EQ(walkedBytes("format-outline.md", "outline-deleted-ids"), golden("outline-deleted-ids"));
+}
+
+TEST(DocsTest, TheCategoryPageWalksThroughAWholeFile) {
+  EXPECT_EQ(walkedBytes("format-category.md", "category-v1"), golden("category-v1"));
+}
+
+TEST(DocsTest, EveryLinkLeadsToAFileAndAHeading) {
+  for (const fs::path& page : pages()) {
+    for (const std::string& link : matchesIn(textOf(page), "\\]\\(([^)]+)\\)")) {
+      if (link.rfind("http", 0) == 0) continue;
+      const size_t hash = std::min(link.find('#'), link.size());
+      const fs::path target = hash == 0 ? page : page.parent_path() / link.substr(0, hash);
+      EXPECT_TRUE(fs::exists(target)) << page << " links to " << link;
+      if (hash == link.size() || !fs::exists(target)) continue;
+      EXPECT_TRUE(hasAnchor(target, link.substr(hash + 1))) << page << " links to " << link;
+    }
+  }
+}
+
+TEST(DocsTest, TheIndexNamesEveryPage) {
+  const std::string index = textOf(docsFolder() / "README.md");
+  for (const fs::path& page : pages()) {
+    const std::string name = page.filename().string();
+    if (name == "README.md") continue;
+    EXPECT_NE(index.find("](" + name + ")"), std::string::npos) << name;
+  }
+}
+
+}  // namespace
+}  // namespace kx_test
