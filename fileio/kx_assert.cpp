@@ -53,15 +53,13 @@ char* keep(const std::string& line) {
   return kept->text();
 }
 
-// The first `units` UTF-16 units of a text, in characters.
-size_t lengthOfUnits(const std::wstring& text, size_t units) {
-  size_t used = 0;
-  for (size_t i = 0; i < text.size(); ++i) {
-    const auto c = static_cast<unsigned long>(text[i]);
-    used += c > 0xFFFF && c <= 0x10FFFF ? 2 : 1;
-    if (used > units) return i;
-  }
-  return text.size();
+// Cuts a text to at most `most` UTF-16 units, which may halve a surrogate pair; true when it did.
+bool cutToUnits(std::wstring& text, size_t most) {
+  if (text.size() <= most / 2) return false;  // no character takes more than two
+  const std::u16string units = kx_gen::toUtf16(text.data(), text.size());
+  if (units.size() <= most) return false;
+  text = kx_gen::fromUtf16(units.data(), most);
+  return true;
 }
 
 std::mutex logMutex;
@@ -78,10 +76,9 @@ void writeLog(const char* format, va_list args) {
 }
 
 void trace(const wchar_t* format, va_list args) {
-  const std::wstring text = kx_gen::formatWide(format, args);
-  const size_t length = lengthOfUnits(text, kTraceMax);
-  if (length < text.size()) kx_AssertFailedLine(".\\kx_assert", kLineTraceTooLong);
-  const char* line = keep(kx_gen::toLogText(text.data(), length));
+  std::wstring text = kx_gen::formatWide(format, args);
+  if (cutToUnits(text, kTraceMax)) kx_AssertFailedLine(".\\kx_assert", kLineTraceTooLong);
+  const char* line = keep(kx_gen::toLogText(text.data(), text.size()));
   if (line != nullptr) WriteLogLine("%s", line);
 }
 
