@@ -13,15 +13,16 @@ namespace kx_gen {
 class KX_API CBufferManager {
  public:
   /// `size` bytes of the `capacity` allocated at `*slot` are in use; growth is in whole blocks of
-  /// `block` bytes.
+  /// `block` bytes, which must not be 0. Nothing is copied or freed.
   CBufferManager(char** slot, unsigned long size, unsigned long capacity, unsigned long block);
   CBufferManager(const CBufferManager&) = default;
   CBufferManager& operator=(const CBufferManager&) = default;
   ~CBufferManager() = default;
 
+  /// As the constructor; what was edited before is forgotten, not freed.
   void assignBuffer(char** slot, unsigned long size, unsigned long capacity, unsigned long block);
-  unsigned long size() const { return size_; }
-  /// The byte at `pos`; null, after an assertion, outside the size.
+  unsigned long size() const { return size_; }  ///< Bytes in use.
+  /// The byte at `pos`, valid until the next edit; null, after an assertion, outside the size.
   char* get(unsigned long pos) const;
   /// Copies `len` bytes from `pos` to `dst`; zeros, after an assertion, outside the size.
   void read(unsigned long pos, char* dst, unsigned long len) const;
@@ -29,12 +30,16 @@ class KX_API CBufferManager {
   /// bytes at `pos`. 0, or -1 with nothing changed when memory ran out or the place is outside the
   /// size.
   long replace(unsigned long pos, unsigned long oldLen, const char* src, unsigned long newLen);
+  /// `replace` of nothing by `len` bytes.
   long insert(unsigned long pos, const char* src, unsigned long len);
+  /// Takes `len` bytes out; 0 or less does nothing. The capacity stays.
   void erase(unsigned long pos, long len);
+  /// Overwrites `len` bytes; nothing, after an assertion, beyond the size.
   void write(unsigned long pos, const char* src, unsigned long len);
   /// Fits the capacity to the size: one block more than the whole blocks that it fills.
   void resize();
-  /// Frees the buffer and clears the slot; size and capacity stay.
+  /// Frees the buffer and clears the slot; size and capacity stay, so assign a new buffer before
+  /// the next edit: until then edits are refused.
   void deleteBuff();
   /// Makes room for `extra` bytes beyond the size, without changing it; 0 or -1.
   long reserve(unsigned long extra);

@@ -43,12 +43,12 @@ constexpr unsigned long kNoErrNumber = 0xFFFFFFFFul;
 /// Text on the heap that its copies share; the last one frees it.
 class KX_API SharedText {
  public:
-  SharedText() noexcept = default;
-  explicit SharedText(const wchar_t* text) noexcept;  ///< A copy of `text`; null stays null.
-  SharedText(const SharedText& other) noexcept;
-  SharedText& operator=(const SharedText& other) noexcept;
+  SharedText() noexcept = default;                          ///< No text.
+  explicit SharedText(const wchar_t* text) noexcept;        ///< A copy of `text`; null stays null.
+  SharedText(const SharedText& other) noexcept;             ///< Shares the text.
+  SharedText& operator=(const SharedText& other) noexcept;  ///< Shares the text.
   ~SharedText();
-  const wchar_t* get() const noexcept;  ///< Null when there is none (or memory ran out).
+  const wchar_t* get() const noexcept;  ///< Null when there is none, or memory ran out.
 
  private:
   struct Block;
@@ -70,6 +70,7 @@ class KX_API CException {
 
   /// The description, "Unknown exception" when there is none. Lives as long as this object.
   const wchar_t* GetDescription() const;
+  /// The number that the thrower gave; `kNoErrNumber` when it gave none.
   unsigned long GetErrNumber() const { return errNumber_; }
   /// Destroys and frees the object; on a null pointer it does nothing.
   void Delete();
@@ -101,8 +102,8 @@ class KX_API CFileException : public CException {
     endOfFile = 14,
   };
 
-  CFileException() noexcept;
-  explicit CFileException(const wchar_t* description);
+  CFileException() noexcept;  ///< No description, cause none, system error 0, no name.
+  explicit CFileException(const wchar_t* description);  ///< The same with a description.
   /// The description is the cause's name, or the system's text for `osError` when the cause is
   /// `generic`. `fileName` may be null.
   CFileException(int cause, long osError, const wchar_t* fileName);
@@ -110,9 +111,9 @@ class KX_API CFileException : public CException {
   CFileException& operator=(const CFileException&) = default;
   ~CFileException() override;
 
-  int GetCause() const { return cause_; }
-  long GetOsError() const { return osError_; }
-  /// The name that the failing call was given, or null.
+  int GetCause() const { return cause_; }       ///< A `Cause`, or whatever number was given.
+  long GetOsError() const { return osError_; }  ///< The system's error code.
+  /// The name that the failing call was given, or null. Lives as long as this object.
   const wchar_t* GetFileName() const { return fileName_.get(); }
 
   /// The cause for a system error code (1, generic, for an unlisted one); traces the code's name.
@@ -124,7 +125,7 @@ class KX_API CFileException : public CException {
   SharedText fileName_;
 };
 
-/// A failure of the database layers.
+/// A failure of the database layers: what a database file must not hold. Built as its base is.
 class KX_API CDBException : public CException {
  public:
   CDBException() noexcept = default;
@@ -137,7 +138,7 @@ class KX_API CDBException : public CException {
   ~CDBException() override;
 };
 
-/// Throws a new `CFileException*`.
+/// Throws a new `CFileException*`; null when memory ran out. `fileName` may be null.
 [[noreturn]] KX_API void _ThrowFileException(int cause, long osError, const wchar_t* fileName);
 
 /// The system's text (U.S. English) for `errorCode`, in `buffer` of `bufferChars` characters. With
