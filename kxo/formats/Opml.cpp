@@ -233,10 +233,12 @@ void OpmlReader::CountOther(const pugi::xml_node& node) {
   }
 }
 
-/// The parser knows the place of a name; its element begins one character before that.
+/// The parser knows the place of a name, before which its element begins, and that of a text with
+/// the blanks in front.
 TextPlace OpmlReader::PlaceOf(const pugi::xml_node& node) const {
   const auto offset = static_cast<size_t>(std::max<ptrdiff_t>(node.offset_debug(), 0));
-  return PlaceAt(text_, IsElement(node) && offset > 0 ? offset - 1 : offset);
+  if (IsElement(node)) return PlaceAt(text_, std::max<size_t>(offset, 1) - 1);
+  return PlaceAt(text_, text_.find_first_not_of(" \t\r\n", offset));
 }
 
 void OpmlReader::FailAsNoOpml(const pugi::xml_node& node, const std::string& why) const {

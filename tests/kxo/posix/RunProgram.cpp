@@ -1,0 +1,101 @@
+#include "RunProgram.h"
+
+#include <fcntl.h>
+#include <pty.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+
+namespace kxo_test {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int kCannotRun = 127;
+
+/// What happens between the fork and the program; never returns.
+[[noreturn]] void Become(const fs::path& program, const std::vector<std::string>& arguments,
+                         const RunOptions& options) {
+  std::vector<char*> words = {const_cast<char*>(program.c_str())};
+  for (const std::string& argument : arguments)
+    words.push_back(const_cast<char*>(argument.c_str()));
+  words.push_back(nullptr);
+  for (const auto& [name, value] : options.environment) ::setenv(name.c_str(), value.c_str(), 1);
+  for (const std::string& name : options.unset) ::unsetenv(name.c_str());
+  if (options.fileSizeMax) {
+    const rlimit limit = {*options.fileSizeMax, *options.fileSizeMax};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    std::signal(SIGXFSZ, SIG_IGN);  // the write itself shall fail
+  }
+  if (::chdir(options.folder.c_str()) == 0) ::execv(program.c_str(), words.data());
+  ::_exit(kCannotRun);
+}
+
+void Redirect(int stream, const fs::path& file) {
+  const int fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  if (fd < 0 || ::dup2(fd, stream) < 0) ::_exit(kCannotRun);
+}
+
+int ExitCodeOf(pid_t child) {
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+std::string Contents(const fs::path& file) {
+  std::ifstream in(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+/// A terminal ends its lines with carriage return and line feed.
+std::string WithPlainLineEnds(std::string text) {
+  text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
+  return text;
+}
+
+}  // namespace
+
+ProgramRun RunProgram(const fs::path& program, const std::vector<std::string>& arguments,
+                      const RunOptions& options) {
+  const fs::path out = fs::current_path() / "standard-output";
+  const fs::path err = fs::current_path() / "standard-error";
+  const pid_t child = ::fork();
+  if (child == 0) {
+    Redirect(STDIN_FILENO, "/dev/null");
+    Redirect(STDOUT_FILENO, options.standardOutput.empty() ? out : options.standardOutput);
+    Redirect(STDERR_FILENO, err);
+    Become(program, arguments, options);
+  }
+  ProgramRun run;
+  run.exitCode = ExitCodeOf(child);
+  if (options.standardOutput.empty()) run.out = Contents(out);
+  run.err = Contents(err);
+  return run;
+}
+
+ProgramRun RunOnTerminal(const fs::path& program, const std::vector<std::string>& arguments,
+                         const RunOptions& options) {
+  int terminal = -1;
+  const pid_t child = ::forkpty(&terminal, nullptr, nullptr, nullptr);
+  if (child == 0) Become(program, arguments, options);
+  ProgramRun run;
+  std::array<char, 4096> piece{};
+  ssize_t count = 0;
+  while ((count = ::read(terminal, piece.data(), piece.size())) > 0) {
+    run.out.append(piece.data(), static_cast<size_t>(count));
+  }
+  ::close(terminal);
+  run.exitCode = ExitCodeOf(child);
+  run.out = WithPlainLineEnds(run.out);
+  return run;
+}
+
+}  // namespace kxo_test
