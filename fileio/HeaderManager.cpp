@@ -43,6 +43,19 @@ unsigned long asPosition(uint64_t position) {
   return position < kNoPosition ? static_cast<unsigned long>(position) : kNoPosition;
 }
 
+// As many of the `size` bytes at `pos` as can be read; none when reading them fails.
+std::vector<unsigned char> readableBytes(CFileStream& stream, long pos, unsigned int size) {
+  std::vector<unsigned char> bytes(size);
+  try {
+    stream.Seek(pos, 0);
+    bytes.resize(stream.Read(bytes.data(), size));
+  } catch (CException* e) {
+    e->Delete();
+    bytes.clear();
+  }
+  return bytes;
+}
+
 [[noreturn]] void throwSizeChanged(int line) {
   throwTraced(kSource, line, kMsgHeaderSizeChanged, numberOf(kMsgHeaderSizeChanged));
 }
@@ -78,12 +91,17 @@ void CHeaderManager::AddHeader(HeaderList& list, const THeaderRecord& record) {
 void CHeaderManager::AddHeader(const THeaderRecord& record) { AddHeader(readList_, record); }
 
 void CHeaderManager::RegisterHeader(const THeaderRecord& record, CTaggedDataHeader* header) {
-  if (!kx_Check(header != nullptr, kSource, kLineRegisterNull)) return;
+  kx_Check(header != nullptr, kSource, kLineRegisterNull);
   AddHeader(registered_, record);
   THeaderInfo* last = registered_.back();
-  if (last->header != header) delete last->header;
+  CTaggedDataHeader* replaced = last->header;
   last->header = header;
   last->present = false;
+  if (replaced == nullptr || replaced == header) return;
+  for (THeaderInfo* info : readList_) {
+    if (info->header == replaced) info->header = header;
+  }
+  delete replaced;
 }
 
 CTaggedDataHeader* CHeaderManager::GetHeaderPtr(unsigned short id) {
@@ -153,9 +171,7 @@ void CHeaderManager::rememberUnknownSlots(CFileStream& stream) {
     const uint64_t left = length > pos ? length - pos : 0;
     const auto size = static_cast<unsigned int>(std::min<uint64_t>(info->record.size, left));
     if (unknown(info) && size > 0 && pos <= std::numeric_limits<int32_t>::max()) {
-      info->slot.resize(size);
-      stream.Seek(static_cast<long>(pos), 0);
-      info->slot.resize(stream.Read(info->slot.data(), size));
+      info->slot = readableBytes(stream, static_cast<long>(pos), size);
     }
     pos += info->record.size;
   }

@@ -49,17 +49,13 @@ bool isCorruptBlock(const Thrown& thrown) { return isFieldError(thrown, 15); }
 bool isAbsentField(const Thrown& thrown) { return isFieldError(thrown, 16); }
 bool isTooLongField(const Thrown& thrown) { return isFieldError(thrown, 17); }
 
+/// The unfiled category has its name before the first header is made.
 class OutlineHeadersTest : public kx_test::KxTest {
  protected:
-  void SetUp() override {
-    kx_test::KxTest::SetUp();
-    unfiledBefore_ = CCategoryDB::getUnfiledCategoryName();
+  OutlineHeadersTest() : unfiledBefore_(CCategoryDB::getUnfiledCategoryName()) {
     CCategoryDB::setUnfiledCategoryName(L"Unfiled");
   }
-  void TearDown() override {
-    CCategoryDB::setUnfiledCategoryName(unfiledBefore_.c_str());
-    kx_test::KxTest::TearDown();
-  }
+  ~OutlineHeadersTest() override { CCategoryDB::setUnfiledCategoryName(unfiledBefore_.c_str()); }
 
  private:
   std::wstring unfiledBefore_;

@@ -355,9 +355,9 @@ TEST_F(TaggedDataHeaderTest, ACopyConstructedHeaderSharesTheBlock) {
   store(*header, 5, "abc");
   auto copy = std::make_unique<CConduitHeader>(*header);
   EXPECT_EQ(header->GetHeaderDataPtr(), copy->GetHeaderDataPtr());
-  fill(*copy, 3000);
+  store(*copy, 6, std::string(3000, 'x'));
   EXPECT_EQ(header->GetHeaderDataPtr(), copy->GetHeaderDataPtr());
-  EXPECT_EQ(3000ul, sizeOf(*header));
+  EXPECT_EQ(toHex(blockOf(*header)), toHex(blockOf(*copy)));
   const Bytes block = blockOf(*copy);
   header.reset();
   EXPECT_EQ(toHex(block), toHex(blockOf(*copy)));
@@ -370,6 +370,20 @@ TEST_F(TaggedDataHeaderTest, TheCopyMayGoFirst) {
   EXPECT_EQ(toHex(tag(5, bytesOf("abc"))), toHex(blockOf(header)));
   const CConduitHeader empty;
   { const CConduitHeader copy(empty); }
+}
+
+TEST_F(TaggedDataHeaderTest, EmptyingOneOfTwoSharersLeavesTheBlockToTheOther) {
+  CConduitHeader header;
+  store(header, 5, "abc");
+  CConduitHeader copy(header);
+  copy.FreeData();
+  EXPECT_EQ(0ul, sizeOf(copy));
+  EXPECT_EQ(toHex(tag(5, bytesOf("abc"))), toHex(blockOf(header)));
+  DiskFile file(path(L"slot"), slot(100, tag(6, bytesOf("read"))));
+  CConduitHeader reader(header);
+  reader.Read(file.stream(), 100);
+  EXPECT_EQ(toHex(tag(6, bytesOf("read"))), toHex(blockOf(reader)));
+  EXPECT_EQ(toHex(tag(5, bytesOf("abc"))), toHex(blockOf(header)));
 }
 
 TEST_F(TaggedDataHeaderTest, AssignmentCopiesTheBlock) {
