@@ -1,7 +1,7 @@
 /// The module whose string resources the library loads.
 #pragma once
 
-#include <stddef.h>
+#include <cstddef>
 
 #include "KxPlatform.h"
 

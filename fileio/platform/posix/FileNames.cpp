@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <memory>
@@ -59,14 +60,12 @@ void TrimLastName(Pieces* pieces) {
 
 void Resolve(Pieces* pieces) {
   std::vector<std::wstring_view> resolved;
-  for (std::wstring_view name : pieces->names) {
+  for (const std::wstring_view name : pieces->names) {
     if (name == L".") continue;
     const bool hasParent = !resolved.empty() && resolved.back() != L"..";
-    if (name != L"..") {
-      resolved.push_back(name);
-    } else if (hasParent) {
+    if (name == L".." && hasParent) {
       resolved.pop_back();
-    } else if (!pieces->isRooted) {
+    } else if (name != L".." || !pieces->isRooted) {
       resolved.push_back(name);
     }
   }
@@ -137,13 +136,10 @@ bool IsBlank(std::wstring_view name) {
 }
 
 bool HasForbiddenCharacter(std::wstring_view text) {
-  for (const wchar_t c : text) {
-    const auto value = static_cast<uint32_t>(c);
-    if (value < 0x20 || std::wstring_view(L"*?<>|\"").find(c) != std::wstring_view::npos) {
-      return true;
-    }
-  }
-  return false;
+  constexpr std::wstring_view kForbidden = L"*?<>|\"";
+  return std::any_of(text.begin(), text.end(), [&](wchar_t c) {
+    return static_cast<uint32_t>(c) < 0x20 || kForbidden.find(c) != std::wstring_view::npos;
+  });
 }
 
 FileName ToFileName(const wchar_t* name) {

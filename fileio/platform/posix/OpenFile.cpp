@@ -129,8 +129,9 @@ bool Opening::Run() {
   bool isGranted = true;
   if (request_.info.access != 0 && result_.facts.IsRegular()) {
     const Gate gate(result_.fd);
-    if (!IsStillNamed()) return false;
     isGranted = Share({result_.fd, isReadable_, request_.info, result_.facts});
+    // Only now that nobody can take the name away any more.
+    if (!IsStillNamed()) return false;
   }
   if (isGranted) {
     Finish();

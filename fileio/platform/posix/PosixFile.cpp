@@ -8,7 +8,22 @@
 #include "OpenFile.h"
 #include "SystemCalls.h"
 
-namespace kx_posix {
+using kx_posix::AccessOf;
+using kx_posix::CloseFile;
+using kx_posix::DescriptorOf;
+using kx_posix::Disposition;
+using kx_posix::Fail;
+using kx_posix::FailFromErrno;
+using kx_posix::FileFacts;
+using kx_posix::Flush;
+using kx_posix::GetFacts;
+using kx_posix::OpenRequest;
+using kx_posix::OpenResult;
+using kx_posix::Read;
+using kx_posix::Seek;
+using kx_posix::SetLength;
+using kx_posix::Write;
+
 namespace {
 
 /// The descriptor of a handle that has the access; -1 with the last error set otherwise.
@@ -32,6 +47,29 @@ bool MoveBytes(DWORD count, DWORD* moved, Transfer transfer) {
     *moved += static_cast<DWORD>(step);
   }
   return true;
+}
+
+bool ReadBytes(HANDLE file, void* buffer, DWORD count, DWORD* moved) {
+  const int fd = DescriptorWith(file, GENERIC_READ);
+  if (fd == -1) return false;
+  if (count == 0) return true;
+  if (buffer == nullptr) return Fail(ERROR_NOACCESS);
+  const auto transfer = [&](DWORD done, DWORD left) {
+    return Read(fd, static_cast<unsigned char*>(buffer) + done, left);
+  };
+  return MoveBytes(count, moved, transfer) || FailFromErrno();
+}
+
+bool WriteBytes(HANDLE file, const void* data, DWORD count, DWORD* moved) {
+  const int fd = DescriptorWith(file, GENERIC_WRITE);
+  if (fd == -1) return false;
+  if (count == 0) return true;
+  if (data == nullptr) return Fail(ERROR_INVALID_USER_BUFFER);
+  const auto transfer = [&](DWORD done, DWORD left) {
+    return Write(fd, static_cast<const unsigned char*>(data) + done, left);
+  };
+  if (MoveBytes(count, moved, transfer)) return true;
+  return errno == EFAULT ? Fail(ERROR_INVALID_USER_BUFFER) : FailFromErrno();
 }
 
 std::optional<Disposition> DispositionOf(DWORD disposition) {
@@ -104,9 +142,6 @@ DWORD FailSeek(DWORD error) {
 }
 
 }  // namespace
-}  // namespace kx_posix
-
-using namespace kx_posix;
 
 HANDLE CreateFileW(LPCWSTR name, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES security,
                    DWORD disposition, DWORD /*attributes*/, HANDLE /*templateFile*/) {
@@ -119,44 +154,29 @@ HANDLE CreateFileW(LPCWSTR name, DWORD access, DWORD share, LPSECURITY_ATTRIBUTE
   request.info = {access & (GENERIC_READ | GENERIC_WRITE), share};
   request.disposition = *known;
   request.isInherited = security != nullptr && security->bInheritHandle != FALSE;
-  const OpenResult result = OpenFile(ToFileName(name), request);
+  const OpenResult result = OpenFile(kx_posix::ToFileName(name), request);
   if (result.fd == -1) {
     Fail(result.error);
     return INVALID_HANDLE_VALUE;
   }
   const bool isNewsworthy = result.existed && *known != Disposition::kOpenExisting;
   SetLastError(isNewsworthy ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
-  return HandleOf(result.fd);
+  return kx_posix::HandleOf(result.fd);
 }
 
 BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD count, LPDWORD read, LPOVERLAPPED /*overlapped*/) {
-  DWORD unused = 0;
-  DWORD& moved = read != nullptr ? *read : unused;
-  moved = 0;
-  const int fd = DescriptorWith(file, GENERIC_READ);
-  if (fd == -1) return FALSE;
-  if (count == 0) return TRUE;
-  if (buffer == nullptr) return Fail(ERROR_NOACCESS);
-  const auto transfer = [&](DWORD done, DWORD left) {
-    return Read(fd, static_cast<unsigned char*>(buffer) + done, left);
-  };
-  return MoveBytes(count, &moved, transfer) || FailFromErrno();
+  DWORD moved = 0;
+  const bool isDone = ReadBytes(file, buffer, count, &moved);
+  if (read != nullptr) *read = moved;
+  return isDone;
 }
 
 BOOL WriteFile(HANDLE file, LPCVOID data, DWORD count, LPDWORD written,
                LPOVERLAPPED /*overlapped*/) {
-  DWORD unused = 0;
-  DWORD& moved = written != nullptr ? *written : unused;
-  moved = 0;
-  const int fd = DescriptorWith(file, GENERIC_WRITE);
-  if (fd == -1) return FALSE;
-  if (count == 0) return TRUE;
-  if (data == nullptr) return Fail(ERROR_INVALID_USER_BUFFER);
-  const auto transfer = [&](DWORD done, DWORD left) {
-    return Write(fd, static_cast<const unsigned char*>(data) + done, left);
-  };
-  if (MoveBytes(count, &moved, transfer)) return TRUE;
-  return errno == EFAULT ? Fail(ERROR_INVALID_USER_BUFFER) : FailFromErrno();
+  DWORD moved = 0;
+  const bool isDone = WriteBytes(file, data, count, &moved);
+  if (written != nullptr) *written = moved;
+  return isDone;
 }
 
 DWORD SetFilePointer(HANDLE file, LONG distance, PLONG distanceHigh, DWORD origin) {

@@ -34,7 +34,7 @@ bool IsTooLarge(SIZE_T size) {
 /// made directly because a checking runtime would take the look itself for a bad access.
 class MemoryProbe {
  public:
-  MemoryProbe() { isOpen_ = ::pipe2(ends_, O_CLOEXEC | O_NONBLOCK) == 0; }
+  MemoryProbe() : isOpen_(::pipe2(ends_, O_CLOEXEC | O_NONBLOCK) == 0) {}
   ~MemoryProbe() {
     if (!isOpen_) return;
     ::close(ends_[0]);
@@ -64,7 +64,7 @@ class MemoryProbe {
   }
 
   int ends_[2] = {-1, -1};
-  bool isOpen_ = false;
+  bool isOpen_;
 };
 
 /// Tries the first byte, and the first of every page that the range reaches into.

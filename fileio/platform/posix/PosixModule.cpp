@@ -15,14 +15,10 @@ constexpr kx_StringResource kOwnTexts[] = {
 #undef KX_STRING
 };
 
-constexpr kx_StringResources kOwnResources = {kOwnTexts, std::size(kOwnTexts)};
+// Not constant only because handles point to what is not; nobody changes it.
+kx_StringResources ownResources = {kOwnTexts, std::size(kOwnTexts)};
 
-/// A handle points to resources that nobody changes through it.
-HINSTANCE HandleOfResources(const kx_StringResources& resources) {
-  return const_cast<kx_StringResources*>(&resources);
-}
-
-std::atomic<HINSTANCE> recordedModule{HandleOfResources(kOwnResources)};
+std::atomic<HINSTANCE> recordedModule{&ownResources};
 
 const wchar_t* FindText(HINSTANCE module, UINT id) {
   if (module == nullptr) return nullptr;

@@ -12,7 +12,9 @@
 #include "Utf8.h"
 #include "WinApi.h"
 
-namespace kx_posix {
+using kx_posix::Fail;
+using kx_posix::IsSurrogate;
+
 namespace {
 
 constexpr UINT kDefaultCodePage = 1252;
@@ -27,7 +29,10 @@ constexpr std::array<char16_t, 32> k1252 = {
 /// A code page, one character at a time.
 class CodePage {
  public:
+  CodePage() = default;
   virtual ~CodePage() = default;
+  CodePage(const CodePage&) = delete;
+  CodePage& operator=(const CodePage&) = delete;
   /// Appends the bytes of a character; false, and nothing appended, when it has none.
   virtual bool Encode(uint32_t codePoint, std::string* bytes) = 0;
   /// Takes the next character; false, and nothing taken, where the bytes stand for none.
@@ -62,13 +67,13 @@ class Utf8CodePage : public CodePage {
  public:
   bool Encode(uint32_t codePoint, std::string* bytes) override {
     if (IsSurrogate(codePoint)) return false;
-    AppendUtf8(codePoint, bytes);
+    kx_posix::AppendUtf8(codePoint, bytes);
     return true;
   }
   bool Decode(std::string_view bytes, size_t* at, uint32_t* codePoint) override {
-    return TakeUtf8(bytes, at, codePoint);
+    return kx_posix::TakeUtf8(bytes, at, codePoint);
   }
-  uint32_t UnknownCharacter() const override { return kReplacementCharacter; }
+  uint32_t UnknownCharacter() const override { return kx_posix::kReplacementCharacter; }
 };
 
 /// A converter of the C library; characters cross it as UTF-32 in the order of this machine.
@@ -83,9 +88,10 @@ class Converter {
   // The failure value of the C library is a pointer cast from -1.
   bool IsOpen() const { return reinterpret_cast<intptr_t>(handle_) != -1; }
 
-  /// Converts `size` bytes; the bytes written, nothing when they cannot be converted as a whole.
-  std::optional<size_t> Convert(const char* in, size_t size, char* out, size_t room) {
-    char* from = const_cast<char*>(in);  // iconv's signature; it only reads there
+  /// Converts the bytes as a whole; the count written, nothing when they mean nothing.
+  std::optional<size_t> Convert(std::string bytes, char* out, size_t room) {
+    char* from = bytes.data();
+    size_t size = bytes.size();
     char* to = out;
     size_t left = room;
     const size_t result = ::iconv(handle_, &from, &size, &to, &left);
@@ -109,8 +115,8 @@ class ConvertedCodePage : public CodePage {
   bool Encode(uint32_t codePoint, std::string* bytes) override {
     const auto character = static_cast<wchar_t>(codePoint);
     char out[kMaxCharacterBytes];
-    const auto size = encoder_.Convert(reinterpret_cast<const char*>(&character), sizeof(character),
-                                       out, sizeof(out));
+    const std::string in(reinterpret_cast<const char*>(&character), sizeof(character));
+    const auto size = encoder_.Convert(in, out, sizeof(out));
     if (size) bytes->append(out, *size);
     return size.has_value();
   }
@@ -120,7 +126,7 @@ class ConvertedCodePage : public CodePage {
     for (size_t length = 1; length <= kMaxCharacterBytes && length <= bytes.size() - *at;
          ++length) {
       wchar_t character = 0;
-      const auto size = decoder_.Convert(bytes.data() + *at, length,
+      const auto size = decoder_.Convert(std::string(bytes.substr(*at, length)),
                                          reinterpret_cast<char*>(&character), sizeof(character));
       if (size != sizeof(character)) continue;
       *codePoint = static_cast<uint32_t>(character);
@@ -155,7 +161,7 @@ struct Narrowed {
 Narrowed Narrow(CodePage& page, std::wstring_view text, std::string_view replacement) {
   Narrowed result;
   for (size_t at = 0; at < text.size();) {
-    const uint32_t codePoint = TakeCodePoint(text, &at);
+    const uint32_t codePoint = kx_posix::TakeCodePoint(text, &at);
     if (page.Encode(codePoint, &result.bytes)) continue;
     result.isLossy = true;
     for (size_t i = 0; i < UnitCount(codePoint); ++i) result.bytes += replacement;
@@ -177,7 +183,7 @@ Widened Widen(CodePage& page, std::string_view bytes) {
       result.isLossy = true;
       ++at;
     }
-    AppendWide(codePoint, &result.text);
+    kx_posix::AppendWide(codePoint, &result.text);
   }
   return result;
 }
@@ -205,12 +211,10 @@ bool AreArgumentsValid(const Source* text, int length, const Target* buffer, int
 }
 
 }  // namespace
-}  // namespace kx_posix
-
-using namespace kx_posix;
 
 UINT GetACP() { return kDefaultCodePage; }
 
+// NOLINTNEXTLINE(readability-function-size): the parameters are Windows' own
 int WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR text, int length, LPSTR buffer,
                         int size, LPCSTR defaultChar, LPBOOL usedDefaultChar) {
   const bool isUtf8 = codePage == CP_UTF8;

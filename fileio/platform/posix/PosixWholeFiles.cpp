@@ -9,7 +9,24 @@
 #include "SystemCalls.h"
 #include "Wildcard.h"
 
-namespace kx_posix {
+using kx_posix::Close;
+using kx_posix::CloseFile;
+using kx_posix::ErrorFromErrno;
+using kx_posix::Fail;
+using kx_posix::FailFromErrno;
+using kx_posix::FileFacts;
+using kx_posix::FileName;
+using kx_posix::Gate;
+using kx_posix::GetFacts;
+using kx_posix::NameError;
+using kx_posix::Open;
+using kx_posix::OpenRequest;
+using kx_posix::OpenResult;
+using kx_posix::Read;
+using kx_posix::Remove;
+using kx_posix::ToFileName;
+using kx_posix::Write;
+
 namespace {
 
 constexpr size_t kCopyBlock = size_t{1} << 20;
@@ -19,7 +36,7 @@ constexpr DWORD kSharesAll = FILE_SHARE_READ | FILE_SHARE_WRITE;
 /// Looks a name up; false with the last error set. A link that leads nowhere is there.
 bool LookUp(const FileName& name, FileFacts* facts) {
   if (name.error != ERROR_SUCCESS) return Fail(name.error);
-  if (!GetFacts(name.path, facts) && !GetFactsOfLink(name.path, facts)) {
+  if (!GetFacts(name.path, facts) && !kx_posix::GetFactsOfLink(name.path, facts)) {
     return Fail(NameError(name.path, errno));
   }
   return !name.endsInSeparator || facts->IsFolder() || Fail(ERROR_INVALID_NAME);
@@ -28,10 +45,9 @@ bool LookUp(const FileName& name, FileFacts* facts) {
 /// A descriptor that is open to ask who uses the file, and closed without a trace.
 class Inspection {
  public:
-  explicit Inspection(const std::string& path) {
-    const int common = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-    fd_ = Open(path, O_RDONLY | common, 0);
-    if (fd_ == -1 && errno == EACCES) fd_ = Open(path, O_WRONLY | common, 0);
+  explicit Inspection(const std::string& path)
+      : fd_(Open(path, O_RDONLY | kFlags, 0)), isReadable_(fd_ != -1) {
+    if (!isReadable_ && errno == EACCES) fd_ = Open(path, O_WRONLY | kFlags, 0);
   }
   ~Inspection() {
     if (fd_ != -1) Close(fd_);
@@ -39,10 +55,13 @@ class Inspection {
   Inspection(const Inspection&) = delete;
   Inspection& operator=(const Inspection&) = delete;
   bool IsOpen() const { return fd_ != -1; }
+  bool IsReadable() const { return isReadable_; }
   int Descriptor() const { return fd_; }
 
  private:
-  int fd_ = -1;
+  static constexpr int kFlags = O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+  int fd_;
+  bool isReadable_;
 };
 
 /// True when the descriptor's file still has the name.
@@ -55,20 +74,23 @@ bool IsStillNamed(int fd, const std::string& path, FileFacts* facts) {
 /// this user may neither read nor write cannot be asked about; nor are folders and devices.
 template <class Action>
 bool WhileUnused(const FileName& name, FileFacts facts, Action action) {
-  for (int attempt = 0; facts.IsRegular() && attempt < kMaxAttempts; ++attempt) {
+  if (!facts.IsRegular()) return action();
+  for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
     const Inspection inspection(name.path);
-    if (!inspection.IsOpen()) return action();
+    if (!inspection.IsOpen()) {
+      return errno == EACCES ? action() : Fail(NameError(name.path, errno));
+    }
     const Gate gate(inspection.Descriptor());
+    const bool isUnused = kx_posix::ClaimUnused(inspection.Descriptor(), inspection.IsReadable());
     if (!IsStillNamed(inspection.Descriptor(), name.path, &facts)) continue;
-    if (IsInUse(inspection.Descriptor(), facts)) return Fail(ERROR_SHARING_VIOLATION);
-    return action();
+    return isUnused ? action() : Fail(ERROR_SHARING_VIOLATION);
   }
-  return action();
+  return Fail(ERROR_SHARING_VIOLATION);
 }
 
 bool IsOtherCaseOf(const FileName& from, const FileName& to) {
-  const std::wstring a = FromFileSystemText(from.path);
-  const std::wstring b = FromFileSystemText(to.path);
+  const std::wstring a = kx_posix::FromFileSystemText(from.path);
+  const std::wstring b = kx_posix::FromFileSystemText(to.path);
   return kx_platform::CompareIgnoringCase(a, b) == 0;
 }
 
@@ -89,14 +111,14 @@ bool CopyData(int from, int to) {
 bool CopyToNew(const OpenResult& source, const FileName& to) {
   OpenRequest request;
   request.info = {GENERIC_WRITE, 0};
-  request.disposition = Disposition::kCreateNew;
+  request.disposition = kx_posix::Disposition::kCreateNew;
   request.newFileMode = static_cast<mode_t>(source.facts.mode & 0777);
   const OpenResult target = OpenFile(to, request);
   if (target.fd == -1) {
     return Fail(target.error == ERROR_ALREADY_EXISTS ? ERROR_FILE_EXISTS : target.error);
   }
   bool isWhole =
-      CopyData(source.fd, target.fd) && SetWriteTime(target.fd, source.facts.write) != -1;
+      CopyData(source.fd, target.fd) && kx_posix::SetWriteTime(target.fd, source.facts.write) != -1;
   int error = errno;
   if (!CloseFile(target.fd) && isWhole) {
     error = errno;
@@ -107,32 +129,45 @@ bool CopyToNew(const OpenResult& source, const FileName& to) {
   return Fail(ErrorFromErrno(error));
 }
 
-bool CopyFile(const FileName& from, const FileName& to) {
-  OpenRequest request;
-  request.info = {GENERIC_READ, kSharesAll};
-  const OpenResult source = OpenFile(from, request);
-  if (source.fd == -1) return Fail(source.error);
+bool CopyToFreeName(const OpenResult& source, const FileName& to) {
   FileFacts existing;
   const bool isTaken = to.error == ERROR_SUCCESS && GetFacts(to.path, &existing);
-  const bool isCopied = isTaken ? Fail(ERROR_FILE_EXISTS) : CopyToNew(source, to);
+  return isTaken ? Fail(ERROR_FILE_EXISTS) : CopyToNew(source, to);
+}
+
+/// Opens the source for reading, with this sharing, while `action` has it.
+template <class Action>
+bool WithSource(const FileName& name, DWORD share, Action action) {
+  OpenRequest request;
+  request.info = {GENERIC_READ, share};
+  const OpenResult source = kx_posix::OpenFile(name, request);
+  if (source.fd == -1) return Fail(source.error);
+  const bool isDone = action(source);
   CloseFile(source.fd);
-  return isCopied;
+  return isDone;
 }
 
-/// Moves a file to another file system, where no name of it can be made.
+/// Moves a file to another file system, where no name of it can be made. Either both names are
+/// right in the end or nothing has changed.
 bool MoveAcross(const FileName& from, const FileName& to) {
-  if (!CopyFile(from, to)) return false;
-  return Remove(from.path) != -1 || FailFromErrno();
+  return WithSource(from, 0, [&](const OpenResult& source) {
+    if (!CopyToFreeName(source, to)) return false;
+    if (Remove(from.path) != -1) return true;
+    FailFromErrno();
+    Remove(to.path);
+    return false;
+  });
 }
 
-bool FailMove(const FileName& from, const FileName& to, const FileFacts& source, int error) {
+/// Renames; on failure with the errno of it, another case of the own name being no failure.
+bool RenameUnused(const FileName& from, const FileName& to, const FileFacts& source) {
+  if (from.path == to.path || kx_posix::RenameToFreeName(from.path, to.path) != -1) return true;
+  const int error = errno;
   FileFacts target;
   const bool isOwnName = error == EEXIST && IsOtherCaseOf(from, to) && GetFacts(to.path, &target) &&
                          target.IsSameFileAs(source);
-  if (isOwnName) return Rename(from.path, to.path) != -1 || FailFromErrno();
-  if (error == EXDEV && source.IsRegular()) return MoveAcross(from, to);
-  if (error == ENOENT) return Fail(ERROR_PATH_NOT_FOUND);
-  return Fail(ErrorFromErrno(error));
+  if (isOwnName) return kx_posix::Rename(from.path, to.path) != -1 || FailFromErrno();
+  return Fail(error == ENOENT ? ERROR_PATH_NOT_FOUND : ErrorFromErrno(error));
 }
 
 /// A file cannot get a name that only a folder can have.
@@ -148,10 +183,10 @@ bool Move(const FileName& from, const FileName& to) {
   if (!LookUp(from, &source)) return false;
   if (to.error != ERROR_SUCCESS) return Fail(to.error);
   if (to.endsInSeparator && !source.IsFolder()) return FailAsFolder(to);
-  return WhileUnused(from, source, [&] {
-    if (from.path == to.path || RenameToFreeName(from.path, to.path) != -1) return true;
-    return FailMove(from, to, source, errno);
-  });
+  const auto rename = [&] { return RenameUnused(from, to, source); };
+  if (WhileUnused(from, source, rename)) return true;
+  const bool isOtherDevice = GetLastError() == ERROR_NOT_SAME_DEVICE && source.IsRegular();
+  return isOtherDevice && MoveAcross(from, to);
 }
 
 bool Delete(const FileName& name) {
@@ -162,9 +197,6 @@ bool Delete(const FileName& name) {
 }
 
 }  // namespace
-}  // namespace kx_posix
-
-using namespace kx_posix;
 
 DWORD GetFileAttributesW(LPCWSTR name) {
   FileFacts facts;
@@ -183,5 +215,7 @@ BOOL CopyFileW(LPCWSTR from, LPCWSTR to, BOOL failIfExists) {
   if (from == nullptr || to == nullptr || failIfExists == FALSE) {
     return Fail(ERROR_INVALID_PARAMETER);
   }
-  return CopyFile(ToFileName(from), ToFileName(to));
+  const FileName target = ToFileName(to);
+  return WithSource(ToFileName(from), kSharesAll,
+                    [&](const OpenResult& source) { return CopyToFreeName(source, target); });
 }

@@ -2,6 +2,7 @@
 
 #include <sys/random.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <list>
@@ -118,10 +119,10 @@ ProcessTable& TheProcessTable() {
 bool ShareInProcess(const Sharer& sharer) {
   ProcessTable& table = TheProcessTable();
   const std::lock_guard<std::mutex> lock(table.mutex);
-  for (const ProcessTable::Entry& entry : table.entries) {
-    const bool isSameFile = entry.facts.IsSameFileAs(sharer.facts);
-    if (isSameFile && Conflicts(entry.info, sharer.info)) return false;
-  }
+  const auto conflicts = [&](const ProcessTable::Entry& entry) {
+    return entry.facts.IsSameFileAs(sharer.facts) && Conflicts(entry.info, sharer.info);
+  };
+  if (std::any_of(table.entries.begin(), table.entries.end(), conflicts)) return false;
   table.entries.push_back({sharer.fd, sharer.info, sharer.facts});
   return true;
 }
@@ -129,10 +130,10 @@ bool ShareInProcess(const Sharer& sharer) {
 bool IsInUseInProcess(const FileFacts& facts) {
   ProcessTable& table = TheProcessTable();
   const std::lock_guard<std::mutex> lock(table.mutex);
-  for (const ProcessTable::Entry& entry : table.entries) {
-    if (entry.facts.IsSameFileAs(facts)) return true;
-  }
-  return false;
+  const auto isOfFile = [&](const ProcessTable::Entry& entry) {
+    return entry.facts.IsSameFileAs(facts);
+  };
+  return std::any_of(table.entries.begin(), table.entries.end(), isOfFile);
 }
 
 }  // namespace
@@ -163,10 +164,15 @@ void Unshare(int fd) {
   table.entries.remove_if([fd](const ProcessTable::Entry& entry) { return entry.fd == fd; });
 }
 
-bool IsInUse(int fd, const FileFacts& facts) {
-  const bool isMarked = Probe(fd, StartOf(kReads), kRegionLength) == 1 ||
-                        Probe(fd, StartOf(kWrites), kRegionLength) == 1;
-  return isMarked || IsInUseInProcess(facts);
+bool ClaimUnused(int fd, bool isReadable) {
+  Sharer claimant;
+  claimant.fd = fd;
+  claimant.isReadable = isReadable;
+  claimant.info = {0, 0};  // no access of its own, and none shared
+  const Answer conflict = Announce(claimant) ? FindConflict(claimant) : Answer::kRefused;
+  if (conflict != Answer::kRefused) return conflict == Answer::kNo;
+  FileFacts facts;
+  return GetFacts(fd, &facts) && !IsInUseInProcess(facts);
 }
 
 }  // namespace kx_posix

@@ -7,8 +7,9 @@
 
 namespace kx_posix {
 
-/// The right to open, remove or move a file undisturbed, as far as the others keep to it. Nothing
-/// but the patience of racing callers depends on it, so it is not waited for longer than 200 ms.
+/// The right to open, remove or move a file undisturbed, as far as the others keep to it. That no
+/// two conflicting calls both succeed does not depend on it; that one of them does succeed, when
+/// they race, does. So it is not waited for longer than 200 ms.
 class Gate {
  public:
   explicit Gate(int fd);
@@ -35,7 +36,8 @@ bool Share(const Sharer& sharer);
 /// Call before closing a descriptor: takes its entries off the table of the process.
 void Unshare(int fd);
 
-/// True when any other handle reads or writes the file.
-bool IsInUse(int fd, const FileFacts& facts);
+/// True when no other handle reads or writes the file. Until the descriptor is closed none will:
+/// it is marked as denying both, which others see before they succeed.
+bool ClaimUnused(int fd, bool isReadable);
 
 }  // namespace kx_posix
