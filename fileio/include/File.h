@@ -13,28 +13,29 @@ namespace kx_gen {
 /// ones when one from a broken-down time did.
 class KX_API CTime {
  public:
-  CTime() = default;
+  CTime() = default;  ///< 0.
   // NOLINTNEXTLINE(google-explicit-constructor): a count is a time
   CTime(unsigned long seconds) : seconds_(static_cast<uint32_t>(seconds)) {}
   /// Local time to seconds, as the C runtime's `mktime` does. Day 1 to 31, month 1 to 12 and year
   /// from 1900 are asserted. `dst`: 0 standard time, positive daylight saving, negative unknown.
   CTime(int year, int month, int day, int hour, int minute, int second, int dst);
-  CTime(const SYSTEMTIME& local, int dst);
-  CTime(const FILETIME& utc, int dst);
+  CTime(const SYSTEMTIME& local, int dst);  ///< The same; milliseconds are dropped.
+  CTime(const FILETIME& utc, int dst);      ///< 0 when it cannot be converted.
   CTime& operator=(unsigned long seconds) {
     seconds_ = static_cast<uint32_t>(seconds);
     return *this;
   }
 
-  static CTime GetCurrentTime();
+  static CTime GetCurrentTime();  ///< Now.
   unsigned long GetTime() const { return seconds_; }
 
   /// Fill `*out` and return it; null, and nothing filled, when the time cannot be broken down.
   std::tm* GetGmtTm(std::tm* out) const;
   std::tm* GetLocalTm(std::tm* out) const;
+  /// The local time, milliseconds 0; false, and nothing filled, when there is none.
   bool GetAsSystemTime(SYSTEMTIME& local) const;
 
-  // Fields of the local time.
+  // Fields of the local time; 0 when it cannot be broken down.
   int GetYear() const;
   int GetMonth() const;  ///< 1 to 12.
   int GetDay() const;    ///< 1 to 31.
@@ -59,9 +60,9 @@ struct CFileStatus {
   CTime creationTime;
   CTime lastWriteTime;
   CTime lastAccessTime;
-  uint32_t size = 0;            ///< In bytes; the low 32 bits.
-  unsigned char attribute = 0;  ///< The low bits of the file's attributes.
-  wchar_t fullName[format::kMaxPath] = {};
+  uint32_t size = 0;                        ///< In bytes; the low 32 bits.
+  unsigned char attribute = 0;              ///< The low bits of the file's attributes.
+  wchar_t fullName[format::kMaxPath] = {};  ///< The name as given, at most 259 characters.
 };
 
 /// One disk file. Every refusal of the system is thrown: `CFileException*` for opening, writing,
@@ -84,34 +85,39 @@ class KX_API CFile {
     modeNoTruncate = 0x2000,  ///< With modeCreate: keep what the file holds.
   };
 
-  CFile();
+  CFile();  ///< Closed, without a name.
   CFile(const CFile&) = delete;
   CFile& operator=(const CFile&) = delete;
   virtual ~CFile();  ///< Closes.
 
-  /// Opens `name`, closing first what was open. Returns 1 or throws `CFileException*`.
+  /// Opens `name`, closing first what was open. Returns 1 or throws `CFileException*`, which leaves
+  /// the file closed. Flags without a meaning are asserted and give no access or no sharing.
   virtual int Open(const wchar_t* name, unsigned int flags);
-  virtual void Close();  ///< Nothing on a closed file.
-  virtual void SetFilePath(const wchar_t* path);
-  /// Returns the count that the system wrote.
+  virtual void Close();                           ///< Nothing on a closed file.
+  virtual void SetFilePath(const wchar_t* path);  ///< Changes the name, not the file.
+  /// Returns the count of bytes that the system wrote.
   virtual unsigned int Write(const void* data, unsigned int count);
-  /// Returns `count`; fewer bytes are a thrown `CException(8, 7)`.
+  /// Returns `count`; fewer bytes are a thrown `CException(8, 7)`, and the position has moved
+  /// behind those that there were.
   virtual unsigned int Read(void* buffer, unsigned int count);
   /// Moves from 0 begin, 1 current or 2 end and returns the new position. Positions of 0xFFFFFFFF
-  /// and above fail.
+  /// and above fail, with the position kept.
   virtual unsigned long Seek(long offset, unsigned int from);
   virtual unsigned long GetPosition() const;
-  virtual void Flush();
+  virtual void Flush();  ///< What was written is on the disk. Nothing on a closed file.
   virtual bool IsOpen() const;
-  virtual void SetLength(unsigned long length);  ///< Leaves the position at `length`.
-  virtual unsigned long GetLength();             ///< Leaves the position where it was.
+  /// Cuts or extends, with zeros, and leaves the position at `length`.
+  virtual void SetLength(unsigned long length);
+  virtual unsigned long GetLength();  ///< In bytes; leaves the position where it was.
 
-  /// Takes a system handle (on POSIX systems a file descriptor) and moves it to the beginning.
+  /// Takes a system handle (on POSIX systems a file descriptor), which this object will close, and
+  /// moves it to the beginning. What was open before is forgotten, not closed; the name stays.
   void Attach(unsigned int handle);
   /// The system handle; 0xFFFFFFFF when closed.
   unsigned int GetFileHandle() const;
 
-  _String GetFilePath() const;  ///< The name given to `Open`.
+  _String GetFilePath() const;  ///< The name given to `Open`, "" before.
+  // The free functions of the same names, on this name.
   _String GetFileDrive() const;
   _String GetFileDir() const;
   _String GetFileTitle() const;
@@ -126,15 +132,18 @@ class KX_API CFile {
                                 const wchar_t* ext);
 
   void SeekToBegin();
-  unsigned long SeekToEnd();
-  bool IsEOF();
+  unsigned long SeekToEnd();  ///< Returns the length.
+  bool IsEOF();               ///< The position is exactly the length.
 
+  // Whole files by name. None replaces an existing file.
   static void Rename(const wchar_t* from, const wchar_t* to);
   static void Remove(const wchar_t* name);
-  static void Move(const wchar_t* from, const wchar_t* to);
-  static void Copy(const wchar_t* from, const wchar_t* to);  ///< Never onto an existing file.
+  static void Move(const wchar_t* from, const wchar_t* to);  ///< As `Rename`; asserts both names.
+  static void Copy(const wchar_t* from, const wchar_t* to);
 
+  /// The open file's status, or the name alone of a closed one. False when the system refuses.
   bool GetStatus(CFileStatus& status) const;
+  /// The status of a file or folder by name. False when there is none.
   static bool GetStatus(const wchar_t* name, CFileStatus& status);
 
  private:
@@ -158,7 +167,7 @@ class KX_API MemFile : public CFile {
 
   /// Grows in steps of `growBytes`; 0: not at all.
   explicit MemFile(unsigned int growBytes);
-  /// As `Attach`.
+  /// Empty; then as `Attach`.
   MemFile(unsigned char* buffer, unsigned int size, unsigned int growBytes);
   ~MemFile() override;
 
@@ -168,20 +177,26 @@ class KX_API MemFile : public CFile {
   unsigned char* Detach();  ///< Gives the block to the caller; the file is empty afterwards.
 
   void Close() override;  ///< Frees a block of its own; a closed memory file cannot grow.
+  /// Writes all, growing as needed, or throws message 11.
   unsigned int Write(const void* data, unsigned int count) override;
+  /// Returns how many bytes there were, up to `count`.
   unsigned int Read(void* data, unsigned int count) override;
+  /// A position beyond the length is legal; one below 0 throws `CFileException*`, cause badSeek. A
+  /// bad origin is asserted and gives 0xFFFFFFFF.
   unsigned long Seek(long offset, unsigned int from) override;
   unsigned long GetPosition() const override;
-  void Flush() override;
+  void Flush() override;  ///< Nothing.
+  /// Sets the length, growing as needed; a position behind it moves back to it. Message 11.
   void SetLength(unsigned long length) override;
 
+  // Where the block comes from: the C runtime's heap in this class. Null when memory ran out.
   virtual unsigned char* Alloc(unsigned long size);
   virtual unsigned char* Realloc(unsigned char* block, unsigned long size);
   virtual void Free(unsigned char* block);
   /// Makes room for `needed` bytes or throws message 11; new bytes are zero.
   virtual void GrowFile(unsigned long needed);
-  virtual void AssertValid() const;
-  virtual void Abort();  ///< Closes and never throws.
+  virtual void AssertValid() const;  ///< Asserts that the fields fit each other; changes nothing.
+  virtual void Abort();              ///< Closes and never throws.
   /// Direct access to the block. Read: `*start` to `*end` is what up to `count` bytes (0xFFFFFFFF:
   /// all) give, and the position moves behind them. Write: the room for `count` bytes. Both return
   /// its size. Commit, with a null `start`: position and length move on by `count`; returns 0.
@@ -207,6 +222,7 @@ class KX_API MemFile : public CFile {
 /// the handle until `Detach`.
 class KX_API SharedFile : public MemFile {
  public:
+  /// Empty; grows in steps of `growBytes`. `allocFlags` are kept and not used.
   explicit SharedFile(unsigned int allocFlags = 2, unsigned int growBytes = 4096);
   ~SharedFile() override;
 
@@ -214,8 +230,9 @@ class KX_API SharedFile : public MemFile {
   unsigned char* Realloc(unsigned char* block, unsigned long size) override;
   void Free(unsigned char* block) override;
 
-  void SetHandle(void* handle, int allowGrow);  ///< Takes the handle with its contents.
-  void* Detach();                               ///< Gives the handle to the caller.
+  /// Takes the handle with its contents; without `allowGrow`, growing it throws message 11.
+  void SetHandle(void* handle, int allowGrow);
+  void* Detach();  ///< Gives the handle to the caller, who frees it; the file is empty afterwards.
 
  private:
   unsigned int allocFlags_;
@@ -223,8 +240,10 @@ class KX_API SharedFile : public MemFile {
   bool allowGrow_ = true;
 };
 
-/// Enumerates the files that match a pattern (`*` any run, `?` one character). After `FindFile`,
-/// call `FindNextFileW` to reach the first match; the last match is current when it returns false.
+/// Enumerates the files and folders that match a pattern (`*` any run, `?` one character), sorted
+/// by name, as they were when the search began. After `FindFile`, call `FindNextFileW` to reach the
+/// first match; the last match is current when it returns false. Failures are results, not
+/// exceptions; asking about a match without a search is asserted.
 class KX_API CFileFind {
  public:
   CFileFind();
@@ -232,26 +251,28 @@ class KX_API CFileFind {
   CFileFind& operator=(const CFileFind&) = delete;
   virtual ~CFileFind();
 
-  virtual _String GetFileName() const;
-  virtual _String GetFilePath() const;
-  virtual _String GetFileTitle() const;
-  virtual _String GetRoot() const;
+  virtual _String GetFileName() const;   ///< Of the current match; "" when there is none.
+  virtual _String GetFilePath() const;   ///< Root, separator and name.
+  virtual _String GetFileTitle() const;  ///< The name without its extension.
+  virtual _String GetRoot() const;       ///< The folder searched, absolute, no separator behind it.
+  // Times of the current match, UTC. False, and nothing filled, when there is none.
   virtual bool GetLastWriteTime(FILETIME* time) const;
   virtual bool GetLastAccessTime(FILETIME* time) const;
   virtual bool GetCreationTime(FILETIME* time) const;
-  virtual bool MatchesMask(unsigned long mask) const;
-  virtual bool IsDots() const;
+  virtual bool MatchesMask(unsigned long mask) const;  ///< Shares an attribute bit with `mask`.
+  virtual bool IsDots() const;                         ///< The folder "." or "..".
   /// Starts a search; null means "*.*". False, with the reason as the last error, when nothing
   /// matches. `flags` is not used.
   virtual bool FindFile(const wchar_t* pattern, unsigned long flags = 0);
+  /// Makes the next match the current one; false when it is the last.
   virtual bool FindNextFileW();
 
  protected:
-  virtual void CloseContext();
+  virtual void CloseContext();  ///< Ends the system's search.
 
  public:
-  void Close();
-  unsigned long GetLength() const;
+  void Close();                     ///< Ends the search, and there is no current match.
+  unsigned long GetLength() const;  ///< The low 32 bits of the current match's size in bytes.
 
  private:
   struct FindRecord;
@@ -271,18 +292,23 @@ KX_API void _tsplitpath(const wchar_t* path, wchar_t* drive, wchar_t* dir, wchar
                         wchar_t* ext);
 /// The absolute form of `src` in `dst` of `size` characters; null when it cannot be made.
 KX_API wchar_t* _tfullpath(wchar_t* dst, const wchar_t* src, unsigned int size);
+/// The path up to its first separator; of a network name, server and share; of a path without a
+/// separator, all of it.
 KX_API void GetRoot(const wchar_t* path, wchar_t* root);
-/// Copies `src` to `dst` (260 characters) and returns 1.
+/// Copies `src` to `dst` (at most 259 characters) and returns 1.
 KX_API int FullPath(wchar_t* dst, const wchar_t* src);
+/// True when a file or folder has this name, or matches this pattern.
 KX_API bool IsFileExist(const wchar_t* path);
 /// True when drive, folder, title and extension are all there. A folder that begins with a
 /// separator counts as having its drive.
 KX_API bool ValidateFilePath(const wchar_t* path);
+// The single pieces of `_tsplitpath`.
 KX_API _String GetFileDrive(const wchar_t* path);
 KX_API _String GetFileDir(const wchar_t* path);
 KX_API _String GetFileTitle(const wchar_t* path);
 KX_API _String GetFileExt(const wchar_t* path);
-/// The first of title-1, title-2, ... that does not exist. `other` is not used.
+/// The first of title-1, title-2, ... that does not exist; a "-number" that the title ends in is
+/// left out first. `other` is not used.
 KX_API _String GetNextValidNumberedName(const wchar_t* path, const wchar_t* other);
 /// `path` with a title of at most 27 characters, numbered on until it exists neither there nor in
 /// `otherFolder` (null: not looked at) or until it equals `stopName` (null: never).

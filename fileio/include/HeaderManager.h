@@ -30,20 +30,24 @@ struct THeaderInfo {
 /// and written back at its new place, with an assertion in the log.
 class KX_API CHeaderManager : public CBaseObject {
  public:
-  explicit CHeaderManager(unsigned short tablePos);
+  explicit CHeaderManager(unsigned short tablePos);  ///< The table's offset in the file.
   CHeaderManager(const CHeaderManager&) = delete;
   CHeaderManager& operator=(const CHeaderManager&) = delete;
   ~CHeaderManager() override;  ///< Deletes the registered header objects.
 
   /// Reads the table at the table position and matches it. When it throws, the read list is empty.
-  /// Throws message 20 when a registered header is larger than its recorded slot.
+  /// Throws message 20 when a registered header is larger than its recorded slot, 8 when the file
+  /// ends inside the table.
   void Read(CFileStream& stream) override;
   void Write(CFileStream& stream) override;  ///< Writes the table alone.
 
-  /// Adds a header to the registered list, which then owns `header`.
+  /// Adds a header to the registered list, which then owns `header`. An id that is there already
+  /// adds no entry, and `header` replaces that of the last one.
   void RegisterHeader(const THeaderRecord& record, CTaggedDataHeader* header);
   void AddHeader(const THeaderRecord& record);  ///< To the read list; a repeated id is ignored.
-  CTaggedDataHeader* GetHeaderPtr(unsigned short id);  ///< The registered header, or null.
+  /// The registered header, or null; the manager keeps it.
+  CTaggedDataHeader* GetHeaderPtr(unsigned short id);
+  /// Gives the entries of the read list their registered headers; throws message 20 as `Read` does.
   void AddRegistered();
   /// Raises recorded sizes to the registered ones, or throws message 20 while reporting is on.
   void ResizeHeaders();
@@ -51,11 +55,18 @@ class KX_API CHeaderManager : public CBaseObject {
   void SetReportSizeProblem(int report) { reportSizeProblem_ = report; }
   void ForgetRead();  ///< Empties the read list, as for a file about to be created.
 
-  bool ReadHeader(CFileStream& stream, unsigned short id);  ///< False: the file lacks it.
+  /// Reads a slot and adds the fields that it lacks. False: the file lacks it, or nobody registered
+  /// it. Throws messages 8, 11 and 14.
+  bool ReadHeader(CFileStream& stream, unsigned short id);
+  /// Writes one slot, at its write position; while the table in the file must grow, where the slot
+  /// was read. Asserts, and writes nothing, for an unknown id, a header that nobody registered and
+  /// one whose slot the file does not have yet. Throws message 12 before the first byte.
   void WriteHeader(CFileStream& stream, unsigned short id);
-  void WriteAll(CFileStream& stream);  ///< Table and every slot; all headers are checked first.
+  /// Table and every slot. All headers are checked before the first byte; message 12.
+  void WriteAll(CFileStream& stream);
 
-  /// File offsets of a slot, 0xFFFFFFFF when the id is unknown.
+  // File offsets: of a slot (0xFFFFFFFF when the id is unknown) and behind the last slot; by the
+  // table as read, and by the one that will be written.
   unsigned long GetHeaderReadPos(unsigned short id);
   unsigned long GetHeaderWritePos(unsigned short id);
   unsigned long GetReadHeadersEnd();
@@ -69,17 +80,19 @@ class KX_API CHeaderManager : public CBaseObject {
  protected:
   using iterator = HeaderList::iterator;
 
-  void AddHeader(HeaderList& list, const THeaderRecord& record);
-  iterator Find(HeaderList& list, unsigned short id);
+  void AddHeader(HeaderList& list, const THeaderRecord& record);  ///< Unless the id is there.
+  iterator Find(HeaderList& list, unsigned short id);             ///< The first with this id.
+  // Bytes of the table, count included, as read and as it will be written.
   unsigned short GetReadHeaderBlockSize();
   unsigned short GetWriteHeaderBlockSize();
+  // Bytes of the slots that a list's entries take by themselves: those not present in the other.
   unsigned long GetHeadersSize(HeaderList& list);
-  unsigned long GetHeaderPos(HeaderList& list, unsigned short id);
+  unsigned long GetHeaderPos(HeaderList& list, unsigned short id);  ///< Ahead of this id's.
   unsigned short CountNonPresent(HeaderList& list);
   void ClearPresentFlag(HeaderList& list);
   void RemoveAll(HeaderList& list, bool deleteHeaders);
-  void WriteHeadersInfo(CFileStream& stream, HeaderList& list);
-  void WriteAll(CFileStream& stream, HeaderList& list);
+  void WriteHeadersInfo(CFileStream& stream, HeaderList& list);  ///< The list's table entries.
+  void WriteAll(CFileStream& stream, HeaderList& list);          ///< The list's slots.
 
  private:
   void readTable(CFileStream& stream);

@@ -15,25 +15,26 @@ class CFileStream;
 class KX_API _String : public std::wstring {
  public:
   _String() = default;
-  _String(const wchar_t* text);  // null means ""
+  _String(const wchar_t* text);  ///< Null means "".
   _String(const _String&) = default;
   _String(_String&&) = default;
   ~_String() = default;
 
   _String& operator=(const _String&) = default;
   _String& operator=(_String&&) = default;
-  _String& operator=(const wchar_t* text);  // null means ""
-  _String& operator=(wchar_t character);
+  _String& operator=(const wchar_t* text);  ///< Null means "".
+  _String& operator=(wchar_t character);    ///< That one character.
   _String& operator=(const std::wstring& text);
-  _String& operator=(const char* text);
-  _String& operator=(char character);
+  _String& operator=(const char* text);  ///< `AssignAscii` of the whole text.
+  _String& operator=(char character);    ///< `AssignAscii` of that character; a null gives "".
 
   /// Assigns null-terminated narrow text through the C runtime's `mbstowcs` in the current locale:
   /// at most `length` + 1 characters; 0xFFFFFFFF means all of them. A length of 0, a null text or a
   /// refused conversion leaves the string as it was.
   void AssignAscii(const char* text, unsigned int length);
 
-  operator const wchar_t*() const { return c_str(); }
+  operator const wchar_t*() const { return c_str(); }  ///< Valid until the string changes.
+  // Elements; the index is not checked.
   wchar_t& operator[](int index) { return at_(static_cast<size_type>(index)); }
   wchar_t& operator[](unsigned int index) { return at_(index); }
   const wchar_t& operator[](int index) const { return at_(static_cast<size_type>(index)); }
@@ -47,7 +48,8 @@ class KX_API _String : public std::wstring {
     return at_(static_cast<size_type>(index));
   }
 
-  /// Makes the string `size` + 1 characters long, padded with nulls or cut, and returns its buffer.
+  /// Makes the string `size` + 1 characters long, padded with nulls or cut, and returns its buffer,
+  /// which the caller may fill until the string changes.
   wchar_t* GetBuffer(unsigned long size);
 
   /// Replaces the contents by the formatted text; the directives are those of `KX_Trace`. Arguments
@@ -76,6 +78,7 @@ KX_API bool operator!=(const _String& a, const wchar_t* b);
 KX_API bool operator==(const wchar_t* a, const _String& b);
 KX_API bool operator!=(const wchar_t* a, const _String& b);
 
+/// `a` with `b` behind it.
 KX_API _String operator+(const _String& a, const _String& b);
 KX_API _String operator+(const _String& a, wchar_t b);
 

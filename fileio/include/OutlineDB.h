@@ -18,8 +18,9 @@ class KX_API CDeletedThoughts {
   void removeId(unsigned long id);  ///< The first occurrence.
   void Clear();
   size_t GetCount() const { return ids_.size(); }
-  unsigned long GetId(size_t i) const { return ids_[i]; }
-  /// Throws `CException(8, 7)` when the file ends inside the list.
+  unsigned long GetId(size_t i) const { return ids_[i]; }  ///< `i` below the count.
+  /// Replaces the list by the file's. Throws `CException(8, 7)` when the file ends inside it; the
+  /// ids before that stay.
   void Read(CFileStream& stream);
   void Write(CFileStream& stream);
 
@@ -27,38 +28,43 @@ class KX_API CDeletedThoughts {
   std::vector<unsigned long> ids_;
 };
 
-/// One outline document.
+/// One outline document: its headers' fields, the ids of deleted items, and items as rows. Getters
+/// of header fields throw `CException*` message 16 when the field is absent, 15 or 17 when it is
+/// damaged. The file: docs/format-outline.md.
 class KX_API COutlineDB : public CDatabase {
  public:
-  COutlineDB();
+  COutlineDB();  ///< No rows; every header field has its default.
   ~COutlineDB() override;
 
   /// As `CDatabase::Open`, but every `CException*` is caught here: it is traced, the file closed
   /// and 0 returned.
   int Open(const wchar_t* path, unsigned int mode) override;
-  void CheckDbInfo() override;  ///< Accepts version 0, else message 4.
-  void ReadExtraRows() override;
+  void CheckDbInfo() override;    ///< Accepts version 0, else message 4.
+  void ReadExtraRows() override;  ///< The deleted ids.
   void WriteExtraRows() override;
-  void CreateRecordset() override;
+  void CreateRecordset() override;  ///< A `COutlineRecordset`; throws message 11.
 
-  void Delete(COutlineRecord* record);  ///< Does not remember its id.
-  /// Deletes every row. The deleted ids then are the rows' non-zero ids, or none.
+  void Delete(COutlineRecord* record);  ///< Releases the row; does not remember its id.
+  /// Releases every row. The deleted ids then are the rows' non-zero ids, or none. Stops, by
+  /// throwing, at a row whose id it cannot read: the rows before it are gone, the rest stay.
   void DeleteAll(bool rememberIds);
-  void AddDeletedId(unsigned long id);
-  bool IsDeleted(unsigned long id);
+  void AddDeletedId(unsigned long id);  ///< Duplicates are kept.
+  bool IsDeleted(unsigned long id);     ///< Whether the id stands among the deleted ones.
   bool IsDeleted(int id) { return IsDeleted(static_cast<unsigned long>(id)); }
-  bool IsDeleted(COutlineRecord* record);
-  void removeDeletedId(unsigned long id);
+  bool IsDeleted(COutlineRecord* record);  ///< The same for the record's id.
+  void removeDeletedId(unsigned long id);  ///< The first occurrence.
   const CDeletedThoughts& GetDeletedThoughts() const { return *deletedThoughts_; }
 
-  bool ReadSharedHeader();  ///< False: the file lacks it.
+  // `ReadHeader` and `WriteHeader` of the two headers. False: the file lacks it.
+  bool ReadSharedHeader();
   void WriteSharedHeader();
   bool ReadPrivateHeader();
   void WritePrivateHeader();
 
-  // Fields of the shared header.
+  // Fields of the shared header, as `CSharedHeader` describes them. They change in memory; the file
+  // has them after `WriteSharedHeader` or `WriteAllHeaders`.
   void GetCategoryName(_String& name);
-  void SetCategoryName(const wchar_t* name);
+  void SetCategoryName(const wchar_t* name);  ///< Also sets the outline-changed field.
   bool GetCategoryChanged();
   void SetCategoryChanged(bool changed);
   bool GetOutlineChanged();
@@ -78,7 +84,7 @@ class KX_API COutlineDB : public CDatabase {
   bool getNumberingDividerChanged();
   void setNumberingDividerChanged(bool changed);
 
-  // Fields of the private header.
+  // Fields of the private header, as `CPrivateOutlineHeader` describes them.
   void GetOutlineTitle(_String& title);
   void SetOutlineTitle(const wchar_t* title);
   unsigned char GetShowCheckedItems();
@@ -91,13 +97,14 @@ class KX_API COutlineDB : public CDatabase {
   void SetTopIndex(unsigned long index);
   unsigned char GetShowHeadingsMode();
   void SetShowHeadingsMode(unsigned char mode);
-  /// The numeric part of the font and its colour; the face name is the header's own.
+  /// The numeric part of the font and its colour, which may be null; the face name stays as it is,
+  /// being the header's own. Setting asserts a height other than 0.
   void GetOutlineFont(LOGFONTW& font, unsigned long* color);
   void SetOutlineFont(const LOGFONTW& font, unsigned long color);
-  void GetOutlineWindowPos(WINDOWPLACEMENT& placement);  ///< All but its length field.
+  void GetOutlineWindowPos(WINDOWPLACEMENT& placement);  ///< Fills all but the length field.
   void SetOutlineWindowPos(const WINDOWPLACEMENT& placement);
 
-  // Headers of the same id in two databases.
+  // Headers of the same id in two databases; a null `other` is asserted and differs.
   void copySharedHeader(COutlineDB* other);   ///< From `other` to this.
   void copyPrivateHeader(COutlineDB* other);  ///< From `other` to this.
   /// True when category name, private flag, numbering and its divider are equal.
@@ -106,6 +113,7 @@ class KX_API COutlineDB : public CDatabase {
   bool comparePrivateHeader(COutlineDB* other);
 
  protected:
+  // The registered headers; never null.
   CSharedHeader* GetSharedHeaderPtr();
   CPrivateOutlineHeader* GetPrivateOutlineHeaderPtr();
 
@@ -123,10 +131,10 @@ class KX_API CMemOutlDB : public CDatabase {
   CMemOutlDB();
   ~CMemOutlDB() override;
 
-  void CheckDbInfo() override;
-  void ReadExtraRows() override;
-  void WriteExtraRows() override;
-  void CreateRecordset() override;
+  void CheckDbInfo() override;      ///< Accepts version 10, else message 25.
+  void ReadExtraRows() override;    ///< There are none.
+  void WriteExtraRows() override;   ///< There are none.
+  void CreateRecordset() override;  ///< A `CLinkedOutlRS`; throws message 11.
 
  protected:
   unsigned long getFirstRowStartPosReading() override;
@@ -138,8 +146,9 @@ class KX_API CMemOutlDB : public CDatabase {
 /// file that fails ends it with its exception; later files are untouched.
 KX_API void updateCategory(const wchar_t* folder, const wchar_t* extension, const wchar_t* oldName,
                            const wchar_t* newName);
-/// The same for one file; with `always`, whatever its category is. Throws `CException(8, 7)`, and
-/// changes nothing, when the file cannot be opened.
+/// The same for one file; with `always`, whatever its category is. Rewrites the whole file when it
+/// lacks the shared header. Always true. Throws `CException(8, 7)`, and changes nothing, when the
+/// file cannot be opened.
 KX_API bool updateFileCategory(const wchar_t* path, bool always, const wchar_t* oldName,
                                const wchar_t* newName);
 

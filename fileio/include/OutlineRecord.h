@@ -5,23 +5,24 @@
 
 namespace kx_gen {
 
-/// One item of an outline. A fresh record has no fields until `Init`, which recordsets call.
-/// Getters throw `CException*` message 16 when the field is absent, 15 or 17 when it is damaged.
+/// One item of an outline. A fresh record has only what every record has until `Init`, which
+/// recordsets call. Getters throw `CException*` message 16 when the field is absent, 15 or 17 when
+/// it is damaged. Setters mark the field changed, unless it already has this value unmarked.
 class KX_API COutlineRecord : public CDBRecord {
  public:
   COutlineRecord() = default;
   COutlineRecord(const COutlineRecord&) = default;
   COutlineRecord& operator=(const COutlineRecord&) = default;
   ~COutlineRecord() override;
-  void Init() override;
+  void Init() override;  ///< Id and indent 0, text and note empty, expanded, not checked.
 
-  void SetId(unsigned long id);
+  void SetId(unsigned long id);  ///< 32 bits; 0 for an item that was never synchronised.
   unsigned long GetId();
-  void SetIndent(unsigned char indent);
+  void SetIndent(unsigned char indent);  ///< The level in the tree, 0 at the top.
   unsigned char GetIndent();
-  void SetText(const wchar_t* text);
+  void SetText(const wchar_t* text);  ///< Of any length; null means "".
   void GetText(_String& text);
-  void DeleteText();
+  void DeleteText();  ///< Takes the field out; an absent one is no error.
   void SetNote(const wchar_t* note);
   void GetNote(_String& note);
   void DeleteNote();
@@ -33,26 +34,29 @@ class KX_API COutlineRecord : public CDBRecord {
 
   bool HasDrawing();
   void DeleteBitmap();
-  /// In pixels; 0 by 0 without a drawing.
+  /// In pixels; 0 by 0 without a drawing. Throws message 16 for one too short to be a drawing.
   void GetDrawingSize(long& width, long& height);
 
-  /// Recomputes the changed flag from the changed flags of indent, text, note, checked and drawing.
+  /// Recomputes the row's changed flag from the marks of indent, text, note, checked and, where
+  /// there is one, drawing. Throws message 16 when one of the others is absent, unless one before
+  /// it is marked.
   void updateRecordChanged();
-  /// Sets each field's changed flag to whether it differs from `other`, the stored copy.
+  /// Marks indent, text, note, expanded and checked as changed or not, by whether they differ from
+  /// `other`, the stored copy. A record without a note gets an empty one when `other` has none too.
   void UpdateChangedFields(COutlineRecord* other);
 
  private:
   void updateNoteChanged(COutlineRecord* other);
 };
 
-/// An item of a memory outline: it also knows its own stored id and its parent's.
+/// An item of a memory outline: it also knows its own stored id and its parent's (32 bits each).
 class KX_API CLinkedOutlRec : public COutlineRecord {
  public:
   CLinkedOutlRec() = default;
   CLinkedOutlRec(const CLinkedOutlRec&) = default;
   CLinkedOutlRec& operator=(const CLinkedOutlRec&) = default;
   ~CLinkedOutlRec() override;
-  void Init() override;
+  void Init() override;  ///< As its base; both ids 0.
 
   void setInternalId(unsigned long id);
   unsigned long getInternalId();
@@ -65,7 +69,7 @@ class KX_API COutlineRecordset : public CDBRecordset {
  public:
   COutlineRecordset() = default;
   ~COutlineRecordset() override;
-  CDBRecord* CreateDBRecord() override;
+  CDBRecord* CreateDBRecord() override;  ///< Throws message 11.
 };
 
 /// Makes `CLinkedOutlRec`s.
@@ -73,7 +77,7 @@ class KX_API CLinkedOutlRS : public CDBRecordset {
  public:
   CLinkedOutlRS() = default;
   ~CLinkedOutlRS() override;
-  CDBRecord* CreateDBRecord() override;
+  CDBRecord* CreateDBRecord() override;  ///< Throws message 11.
 };
 
 }  // namespace kx_gen

@@ -29,16 +29,20 @@ class KX_API CDBRecord : public CBaseObject {
   /// Reads one framed row. Throws `CDBException` 5 or 6 for a missing start or end tag, 11 when
   /// memory ran out, `CException(8, 7)` when the file ends. The block's contents are not checked.
   void Read(CFileStream& stream) override;
+  /// Writes the framed row, flags as they stand, and remembers where. Throws as the file does.
   void Write(CFileStream& stream) override;
   virtual void Init();  ///< Gives every field its default; nothing in this class.
 
   unsigned long GetRecSize() const;  ///< Size of the block in bytes.
-  unsigned char* GetRawDataPtr();
-  void FreeData();  ///< Empties the block.
-  void resize();    ///< Fits the buffer to the block.
+  unsigned char* GetRawDataPtr();  ///< The block, valid until it is edited; may be null when empty.
+  void FreeData();                 ///< Empties the block; what other copies share stays theirs.
+  void resize();                   ///< Fits the buffer to the block.
 
+  // The flag byte, tag 1. Reading it, or one of its bits, throws message 16 when the row lacks it
+  // and 15 or 17 when it is damaged; so does setting a bit.
   unsigned char GetFlag();
   void SetFlag(unsigned char flags);
+  /// Bit `pos` of a flag byte, counted from the most significant one.
   static bool GetBit(unsigned char flags, unsigned char pos);
   static void SetBit(unsigned char& flags, unsigned char pos, bool on);
 
@@ -54,9 +58,10 @@ class KX_API CDBRecord : public CBaseObject {
   void SetArchived(bool on);
   void ClearChanges();  ///< Clears new, changed and deleted.
 
-  bool IsSortChanged();
+  bool IsSortChanged();  ///< Tag 2; throws as the flag byte does.
   void SetSortChanged(bool on);
 
+  /// The caller's own number; neither the row set nor reading and writing touch it.
   unsigned long GetIndex() const { return index_; }
   void SetIndex(unsigned long index) { index_ = static_cast<uint32_t>(index); }
   /// Where the row's start tag stood when last read or written; 0xFFFFFFFF: not a file record.
@@ -101,16 +106,17 @@ class KX_API CDBRecordset {
   iterator begin() { return rows_.begin(); }
   iterator end() { return rows_.end(); }
 
-  CDBRecord* Append();
+  CDBRecord* Append();  ///< A new row of the set's kind, at the end. Throws as `CreateDBRecord`.
   void add(CDBRecord* record);  ///< Takes ownership.
-  /// A new row before or after `record`, or at the end when that is not in the set.
+  /// A new row before or after `record`, or at the end when that is not in the set; message 11.
   CDBRecord* InsertBefore(CDBRecord* record);
   CDBRecord* InsertAfter(CDBRecord* record);
   /// Moves a row of the set; to the end when `before` is not in it.
   void MoveBefore(CDBRecord* record, CDBRecord* before);
-  iterator GetRowPos(CDBRecord* record);
+  iterator GetRowPos(CDBRecord* record);  ///< `end()` when it is not in the set.
 
-  /// Release a row's storage, without its destructor, and take it out; absent rows change nothing.
+  /// Release what a row owns and its storage, without its destructor, and take it out; absent rows
+  /// change nothing. The result stands behind it.
   iterator Delete(iterator position);
   iterator Delete(CDBRecord* record);
   void Delete(int i);

@@ -41,13 +41,14 @@ class KX_API CTaggedDataManager : public CBufferManager {
 #pragma pack(pop)
   static_assert(sizeof(TagType) == format::kTagSize, "tags are packed");
 
-  /// `swap`: code, id and length stand in the other byte order than the library's; such a block is
-  /// only walked.
+  /// Over the block of `size` bytes at `*slot`, as `CBufferManager` takes it. `swap`: code, id and
+  /// length stand in the other byte order than the library's; such a block is only walked.
   CTaggedDataManager(char** slot, unsigned long size, bool swap, unsigned long capacity,
                      unsigned long block);
 
   bool getSwap() const { return swap_; }
 
+  // Ids are cut to 32 bits. `*found` may be null.
   long hasTag(unsigned long id, bool* found) const;
   long hasStringTag(unsigned char n, bool* found) const;
   /// Creates or replaces a value. `*changed` (may be null) tells whether the block was rewritten:
@@ -63,15 +64,16 @@ class KX_API CTaggedDataManager : public CBufferManager {
   char* getDataPtr(unsigned long id, unsigned long len);
   /// The length of a value; for an absent id that of the last tag looked at.
   long getTagDataSize(unsigned long id, unsigned long* len) const;
-  long deleteData(unsigned long id);
+  long deleteData(unsigned long id);  ///< Removes tag and value; 0 also for an absent id.
   long getTagVersion(unsigned long id, unsigned char* version);
+  // The changed bit of a tag, set by every write of its value.
   long setTagChanged(unsigned long id, bool changed);
   long getTagChanged(unsigned long id, bool* changed);
 
   // String tags: `n` is filed under `kStringTagIDCode` + n. Text is stored narrow, in the code page
   // of setNarrowCodePage() where that gives the same text back, else in UTF-8.
-  long setString(unsigned char n, const wchar_t* text, bool* changed);
-  long getString(unsigned char n, _String& out);
+  long setString(unsigned char n, const wchar_t* text, bool* changed);  ///< Null means "".
+  long getString(unsigned char n, _String& out);  ///< `out` is "" when the result is not 0.
   long deleteStringData(unsigned char n);
   long getStringTagVersion(unsigned char n, unsigned char* version);
   long setStringTagChanged(unsigned char n, bool changed);
