@@ -145,6 +145,8 @@ void CFileStream::Close() {
 void CFileStream::Attach(CFile* file) {
   kx_Check(file != nullptr, kSource, kLineAttach);
   endWindow();
+  // A file of its own that no copy shares is left, open, to whoever has a pointer to it.
+  if (owned_ != nullptr && owned_->owners == 1) owned_->file = nullptr;
   releaseShare();
   file_ = file;
 }

@@ -44,8 +44,10 @@ class KX_API CFileStream {
   /// Closes the file, and deletes it when the stream owns it.
   virtual void Close();
 
-  void Attach(CFile* file);  ///< The caller keeps the file; what was attached before is forgotten.
-  CFile* Detach();           ///< Gives the file to the caller.
+  /// The caller keeps the file. What was attached before is forgotten, neither closed nor deleted;
+  /// a file that the stream owned is the caller's then.
+  void Attach(CFile* file);
+  CFile* Detach();  ///< Gives the file to the caller.
   /// The file, brought to the stream's position; null when there is none.
   CFile* GetFile();
   bool IsOpen() const;
