@@ -81,6 +81,21 @@ void AppendEscape(std::string& text, char32_t c) {
   }
 }
 
+/// What is not text, lone surrogates too, becomes U+FFFD.
+template <class Predicate>
+std::string WithEscapes(std::string_view utf8, Predicate needsEscape) {
+  std::string shown;
+  for (size_t pos = 0; pos < utf8.size();) {
+    const char32_t c = NextCodePoint(utf8, pos);
+    if (needsEscape(c)) {
+      AppendEscape(shown, c);
+    } else {
+      AppendUtf8(shown, c == kNotUtf8 || IsSurrogate(c) ? kReplacementCharacter : c);
+    }
+  }
+  return shown;
+}
+
 }  // namespace
 
 char32_t NextCodePoint(std::string_view utf8, size_t& pos) {
@@ -141,28 +156,12 @@ std::string FromWide(std::wstring_view text) {
 }
 
 std::string Escaped(std::string_view utf8) {
-  std::string shown;
-  for (size_t pos = 0; pos < utf8.size();) {
-    const char32_t c = NextCodePoint(utf8, pos);
-    if (IsControl(c) || TurnsDirection(c) || BreaksLine(c)) {
-      AppendEscape(shown, c);
-    } else {
-      AppendUtf8(shown, c == kNotUtf8 || IsSurrogate(c) ? kReplacementCharacter : c);
-    }
-  }
-  return shown;
+  return WithEscapes(utf8,
+                     [](char32_t c) { return IsControl(c) || TurnsDirection(c) || BreaksLine(c); });
 }
 
 std::string OnOneLine(std::string_view utf8) {
-  std::string line;
-  for (const char c : utf8) {
-    if (c == '\n' || c == '\r') {
-      AppendEscape(line, static_cast<char32_t>(c));
-    } else {
-      line += c;
-    }
-  }
-  return line;
+  return WithEscapes(utf8, [](char32_t c) { return c == '\n' || c == '\r'; });
 }
 
 std::string Trimmed(std::string_view text) {

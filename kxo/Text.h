@@ -24,9 +24,9 @@ std::wstring ToWide(std::string_view utf8);
 std::string FromWide(std::wstring_view text);
 
 /// The text as a terminal may have it: control characters, and the marks that turn the direction of
-/// what follows, as escapes; lone surrogates and bytes that are not UTF-8 as U+FFFD.
+/// what follows, as escapes. What is not text, such as a lone surrogate, becomes U+FFFD.
 std::string Escaped(std::string_view utf8);
-/// The text with its line breaks as escapes and all else as it is.
+/// The text on one line: its line breaks as escapes, what is not text as U+FFFD, all else as it is.
 std::string OnOneLine(std::string_view utf8);
 
 std::string Trimmed(std::string_view text);  ///< Without blanks, tabs and line breaks at its ends.

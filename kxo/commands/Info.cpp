@@ -138,7 +138,7 @@ void ListSizes(Document& document, uint64_t fileSize, Listing& listing) {
 
 std::string SlotUse(Document& document, const kx_gen::THeaderInfo& info) {
   CTaggedDataHeader* header = document.GetHeaderManager().GetHeaderPtr(info.record.id);
-  if (header == nullptr) return "unknown here, kept";
+  if (header == nullptr) return "kept as it is";
   return Number(header->getTaggedDataManager().size()) + " used";
 }
 

@@ -1,0 +1,64 @@
+#include <gmock/gmock.h>
+
+#include "ToolTest.h"
+
+namespace kxo_test {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+using CommandLine = ToolTest;
+
+TEST_F(CommandLine, HelpTellsCommandsExamplesAndExitCodes) {
+  const ProgramRun run = Kxo({"--help"});
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_EQ(run.err, "");
+  for (const char* part : {"Examples:", "Usage: kxo [OPTIONS] COMMAND", "\n  import ", "\n  show ",
+                           "\n  info ", "Exit codes:\n  0  done\n  2  ", "\n  3  "}) {
+    EXPECT_THAT(run.out, HasSubstr(part));
+  }
+}
+
+TEST_F(CommandLine, EveryCommandHasHelpThatLeadsWithExamples) {
+  for (const char* command : {"import", "show", "info"}) {
+    const ProgramRun run = Kxo({command, "--help"});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_THAT(run.out, HasSubstr(std::string("  kxo ") + command + " "));
+    EXPECT_LT(run.out.find("Example"), run.out.find("Usage:"));
+    EXPECT_THAT(run.out, HasSubstr("Exit codes:"));
+  }
+}
+
+TEST_F(CommandLine, VersionNamesToolAndDocuments) {
+  const ProgramRun run = Kxo({"--version"});
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_THAT(run.out, StartsWith("kxo "));
+  EXPECT_THAT(run.out, HasSubstr(".kxo documents of version 0"));
+}
+
+TEST_F(CommandLine, WrongLinesAreToldInOneLineThatNamesTheHelp) {
+  const auto told = [this](const std::vector<std::string>& arguments) {
+    const ProgramRun run = Kxo(arguments);
+    EXPECT_EQ(run.exitCode, 2);
+    EXPECT_EQ(run.out, "");
+    return run.err;
+  };
+  EXPECT_EQ(told({}), "kxo: a command is missing; try kxo --help\n");
+  EXPECT_EQ(told({"shwo"}), "kxo: there is no command shwo; try kxo --help\n");
+  EXPECT_EQ(told({"--nonsense"}), "kxo: there is no option --nonsense; try kxo --help\n");
+  EXPECT_EQ(told({"show"}), "kxo: FILE is required; try kxo show --help\n");
+  EXPECT_EQ(told({"import"}), "kxo: IN is required; try kxo import --help\n");
+  EXPECT_EQ(told({"show", "a.kxo", "--all"}),
+            "kxo: The following argument was not expected: --all; try kxo show --help\n");
+  EXPECT_EQ(told({"import", "a.opml", "-o"}),
+            "kxo: --output: 1 required OUT missing; try kxo import --help\n");
+}
+
+TEST_F(CommandLine, HelpThatCannotBeWrittenIsAFailure) {
+  options_.standardOutput = "/dev/full";
+  EXPECT_EQ(Kxo({"--help"}).exitCode, 2);
+}
+
+}  // namespace
+}  // namespace kxo_test
