@@ -16,8 +16,8 @@ class KX_API CBaseObject {
   CBaseObject(const CBaseObject&) = default;
   CBaseObject& operator=(const CBaseObject&) = default;
   virtual ~CBaseObject();
-  virtual void Read(CFileStream& stream) = 0;
-  virtual void Write(CFileStream& stream) = 0;
+  virtual void Read(CFileStream& stream) = 0;   ///< From the stream's position on.
+  virtual void Write(CFileStream& stream) = 0;  ///< From the stream's position on.
 };
 
 /// A stream over a `CFile` or a class derived from it. Numbers travel as little-endian images of
@@ -32,9 +32,9 @@ class KX_API CBaseObject {
 /// setting the length `CException(10, 9)`; flushing does nothing.
 class KX_API CFileStream {
  public:
-  CFileStream();
-  explicit CFileStream(CFile* file);  ///< As `Attach`.
-  CFileStream(const CFileStream& other);
+  CFileStream();                          ///< Without a file.
+  explicit CFileStream(CFile* file);      ///< As `Attach`.
+  CFileStream(const CFileStream& other);  ///< Uses the same file, and its position.
   CFileStream& operator=(const CFileStream& other);
   virtual ~CFileStream();
 
@@ -47,11 +47,12 @@ class KX_API CFileStream {
   /// The caller keeps the file. What was attached before is forgotten, neither closed nor deleted;
   /// a file that the stream owned is the caller's then.
   void Attach(CFile* file);
-  CFile* Detach();  ///< Gives the file to the caller.
+  CFile* Detach();  ///< Gives the file to the caller, one of the stream's own too.
   /// The file, brought to the stream's position; null when there is none.
   CFile* GetFile();
   bool IsOpen() const;
 
+  // The operations of the file, with its results and exceptions.
   unsigned int Write(const void* data, unsigned int count);
   unsigned int Read(void* data, unsigned int count);
   unsigned long Seek(long offset, unsigned int from);  ///< From 0 begin, 1 current, 2 end.
@@ -64,6 +65,8 @@ class KX_API CFileStream {
   /// The system handle of the stream's own file, brought to the stream's position.
   unsigned int GetFileHandle();
 
+  // Each transfers the value's bytes and returns the stream. Counts are not looked at: a disk file
+  // throws when bytes are missing, a memory file gives zeros for them.
   CFileStream& operator<<(char value);
   CFileStream& operator<<(unsigned char value);
   CFileStream& operator<<(bool value);
@@ -125,6 +128,7 @@ class KX_API CFileStream {
   StreamWindow* window_ = nullptr;
 };
 
+/// The object's own `Write` and `Read`.
 KX_API CFileStream& operator<<(CFileStream& stream, CBaseObject& object);
 KX_API CFileStream& operator>>(CFileStream& stream, CBaseObject& object);
 
