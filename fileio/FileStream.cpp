@@ -88,13 +88,17 @@ CFileStream::CFileStream() = default;
 
 CFileStream::CFileStream(CFile* file) { Attach(file); }
 
-CFileStream::CFileStream(const CFileStream& other) : file_(other.file_), owned_(other.owned_) {
+CFileStream::CFileStream(const CFileStream& other) {
+  if (other.window_ != nullptr) other.window_->lend();
+  file_ = other.file_;
+  owned_ = other.owned_;
   if (owned_ != nullptr) ++owned_->owners;
 }
 
 CFileStream& CFileStream::operator=(const CFileStream& other) {
   if (this == &other) return *this;
   endWindow();
+  if (other.window_ != nullptr) other.window_->lend();
   if (other.owned_ != nullptr) ++other.owned_->owners;
   releaseShare();
   file_ = other.file_;
@@ -181,36 +185,30 @@ unsigned int CFileStream::Read(void* data, unsigned int count) {
 
 unsigned long CFileStream::Seek(long offset, unsigned int from) {
   if (!kx_Check(file_ != nullptr, kSource, kLineSeek)) throwMoveWithoutFile();
-  if (window_ == nullptr) return file_->Seek(offset, from);
-  if (from == 0 && offset >= 0 && static_cast<uint64_t>(offset) == window_->position()) {
-    return static_cast<unsigned long>(offset);
+  if (window_ != nullptr) {
+    const bool isThere = from == 0 && offset >= 0 && window_->isAt(static_cast<uint64_t>(offset));
+    if (isThere) return static_cast<unsigned long>(offset);
+    window_->lend();
   }
-  window_->sync();
-  const unsigned long position = file_->Seek(offset, from);
-  window_->restart();
-  return position;
+  return file_->Seek(offset, from);
 }
 
 // The file for an operation that only the system can answer, brought to the logical position.
 CFile* CFileStream::fileForSystem(int checkLine) {
   kx_Check(IsOpen(), kSource, checkLine);
-  if (window_ != nullptr) window_->sync();
-  return file_;
+  return GetFile();
 }
 
 void CFileStream::SeekToBegin() {
   CFile* file = fileForSystem(kLineSeekToBegin);
   if (file == nullptr) throwMoveWithoutFile();
   file->SeekToBegin();
-  if (window_ != nullptr) window_->restart();
 }
 
 unsigned long CFileStream::SeekToEnd() {
   CFile* file = fileForSystem(kLineSeekToEnd);
   if (file == nullptr) throwMoveWithoutFile();
-  const unsigned long end = file->SeekToEnd();
-  if (window_ != nullptr) window_->restart();
-  return end;
+  return file->SeekToEnd();
 }
 
 unsigned long CFileStream::GetPosition() {
@@ -231,7 +229,6 @@ void CFileStream::SetLength(unsigned long length) {
   CFile* file = fileForSystem(kLineSetLength);
   if (file == nullptr) throwMoveWithoutFile();
   file->SetLength(length);
-  if (window_ != nullptr) window_->restart();
 }
 
 unsigned long CFileStream::GetLength() {

@@ -34,13 +34,21 @@ void StreamWindow::lend() {
   lent_ = true;
 }
 
+bool StreamWindow::isAt(uint64_t position) const { return !lent_ && base_ + at_ == position; }
+
 void StreamWindow::takeBack() {
   if (lent_) restart();
 }
 
 unsigned int StreamWindow::read(void* dst, unsigned int count) {
-  if (count == 0) return 0;
   takeBack();
+  const bool hasRead = !writing_ && used_ > 0;
+  if (count == 0 && hasRead) return 0;
+  if (count == 0 || dst == nullptr) {
+    // Only the file knows whether it refuses that.
+    lend();
+    return file_.Read(dst, count);
+  }
   if (writing_) flushPending();
   if (used_ - at_ < count) refill(count);
   if (used_ - at_ < count) {
@@ -69,6 +77,12 @@ void StreamWindow::refill(unsigned int wanted) {
 
 unsigned int StreamWindow::write(const void* src, unsigned int count) {
   takeBack();
+  const bool hasPending = writing_ && used_ > 0;
+  if (count == 0 && hasPending) return 0;
+  if (count == 0 || src == nullptr) {
+    lend();
+    return file_.Write(src, count);
+  }
   if (!writing_) sync();
   writing_ = true;
   if (count > kSize - used_) flushPending();
@@ -99,7 +113,7 @@ void StreamWindow::flushPending() {
 }
 
 void StreamWindow::sync() {
-  takeBack();
+  if (lent_) return;
   if (writing_) {
     flushPending();
     return;

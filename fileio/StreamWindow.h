@@ -20,16 +20,17 @@ class StreamWindow {
   unsigned int read(void* dst, unsigned int count);
   unsigned int write(const void* src, unsigned int count);
   uint64_t position();
+  /// Whether that is known to be the logical position.
+  bool isAt(uint64_t position) const;
   /// Brings the file to the logical position, with nothing pending.
   void sync();
   /// As `sync`, for somebody who may move the file: wherever it then stands is the logical position
   /// of what follows.
   void lend();
-  /// Takes the file's position as the logical one, after the file was moved.
-  void restart();
 
  private:
   explicit StreamWindow(CFile& file) : file_(file) {}
+  void restart();
   void takeBack();
   void flushPending();
   void refill(unsigned int wanted);
