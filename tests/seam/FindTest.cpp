@@ -52,7 +52,7 @@ TEST_F(FindTest, ANameWithoutWildcardsFindsItself) {
 }
 
 TEST_F(FindTest, AfterTheLastMatchTheErrorIs18AgainAndAgain) {
-  WIN32_FIND_DATAW data;
+  WIN32_FIND_DATAW data = {};
   const HANDLE handle = kx_FindFirst(L"d\\b.*", &data);
   ASSERT_NE(INVALID_HANDLE_VALUE, handle);
   for (int i = 0; i < 3; ++i) {
@@ -63,7 +63,7 @@ TEST_F(FindTest, AfterTheLastMatchTheErrorIs18AgainAndAgain) {
 }
 
 TEST_F(FindTest, AHandleThatIsNoSearchIsError6) {
-  WIN32_FIND_DATAW data;
+  WIN32_FIND_DATAW data = {};
   EXPECT_FALSE(kx_FindNext(INVALID_HANDLE_VALUE, &data));
   EXPECT_EQ(6u, GetLastError());
   EXPECT_FALSE(kx_FindClose(INVALID_HANDLE_VALUE));
@@ -71,7 +71,7 @@ TEST_F(FindTest, AHandleThatIsNoSearchIsError6) {
 }
 
 TEST_F(FindTest, FilesThatComeAndGoDuringASearchChangeNothing) {
-  WIN32_FIND_DATAW data;
+  WIN32_FIND_DATAW data = {};
   const HANDLE handle = kx_FindFirst(L"d\\*.kxo", &data);
   ASSERT_NE(INVALID_HANDLE_VALUE, handle);
   fs::remove("d/b.kxo");
@@ -83,7 +83,7 @@ TEST_F(FindTest, FilesThatComeAndGoDuringASearchChangeNothing) {
 }
 
 TEST_F(FindTest, AMatchTellsSizeAttributesAndTimes) {
-  WIN32_FIND_DATAW data;
+  WIN32_FIND_DATAW data = {};
   const HANDLE handle = kx_FindFirst(L"d\\b.*", &data);
   ASSERT_NE(INVALID_HANDLE_VALUE, handle);
   EXPECT_EQ(5u, data.nFileSizeLow);
@@ -100,7 +100,8 @@ TEST_F(FindTest, AMatchTellsSizeAttributesAndTimes) {
 }
 
 TEST_F(FindTest, TwoSearchesRunIndependently) {
-  WIN32_FIND_DATAW first, second;
+  WIN32_FIND_DATAW first = {};
+  WIN32_FIND_DATAW second = {};
   const HANDLE one = kx_FindFirst(L"d\\*.kxo", &first);
   const HANDLE two = kx_FindFirst(L"d\\*.kxo", &second);
   EXPECT_NE(one, two);

@@ -12,19 +12,15 @@
 namespace kx_seam {
 
 constexpr DWORD kReadWrite = GENERIC_READ | GENERIC_WRITE;
+constexpr DWORD kRealAccesses[] = {GENERIC_READ, GENERIC_WRITE, kReadWrite};
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE;
 
 /// An open file, closed at the end of its scope, and the last error that opening it left.
 class Opened {
  public:
   explicit Opened(const std::wstring& name, DWORD access = kReadWrite,
-                  DWORD disposition = OPEN_EXISTING, DWORD share = 0) {
-    SECURITY_ATTRIBUTES security = {12, nullptr, FALSE};
-    SetLastError(kUntouched);
-    handle_ = CreateFileW(name.c_str(), access, share, &security, disposition,
-                          FILE_ATTRIBUTE_NORMAL, nullptr);
-    error_ = GetLastError();
-  }
+                  DWORD disposition = OPEN_EXISTING, DWORD share = 0)
+      : handle_(Create(name, access, disposition, share)), error_(GetLastError()) {}
   ~Opened() { Close(); }
   Opened(const Opened&) = delete;
   Opened& operator=(const Opened&) = delete;
@@ -42,6 +38,13 @@ class Opened {
   static constexpr DWORD kUntouched = 0xABCD;
 
  private:
+  static HANDLE Create(const std::wstring& name, DWORD access, DWORD disposition, DWORD share) {
+    SECURITY_ATTRIBUTES security = {12, nullptr, FALSE};
+    SetLastError(kUntouched);
+    return CreateFileW(name.c_str(), access, share, &security, disposition, FILE_ATTRIBUTE_NORMAL,
+                       nullptr);
+  }
+
   HANDLE handle_;
   DWORD error_;
 };
@@ -80,7 +83,7 @@ struct Search {
 
 inline Search search(const std::wstring& pattern) {
   Search result;
-  WIN32_FIND_DATAW data;
+  WIN32_FIND_DATAW data = {};
   const HANDLE handle = kx_FindFirst(pattern.c_str(), &data);
   if (handle == INVALID_HANDLE_VALUE) {
     result.error = GetLastError();

@@ -22,9 +22,10 @@ inline std::ostream& operator<<(std::ostream& out, const Sharing& sharing) {
 }
 
 inline std::array<Sharing, 12> allSharings() {
+  constexpr DWORD kAccesses[] = {GENERIC_READ, GENERIC_WRITE, GENERIC_READ | GENERIC_WRITE};
   std::array<Sharing, 12> all = {};
   size_t i = 0;
-  for (const DWORD access : {GENERIC_READ, GENERIC_WRITE, GENERIC_READ | GENERIC_WRITE}) {
+  for (const DWORD access : kAccesses) {
     for (const DWORD share : {0u, 1u, 2u, 3u}) all[i++] = {access, share};
   }
   return all;

@@ -76,7 +76,7 @@ TEST(ModuleTextTest, ATextIsCutToTheBuffer) {
 }
 
 TEST(QueueTest, WithoutAQuitRequestThereIsNoMessage) {
-  MSG message;
+  MSG message = {};
   EXPECT_FALSE(PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE));
 }
 
@@ -85,7 +85,7 @@ TEST(QueueTest, AQuitRequestIsSeenUntilItIsRemoved) {
   MSG message = {};
   EXPECT_TRUE(PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_NOREMOVE));
   EXPECT_TRUE(PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE));
-  EXPECT_EQ(WM_QUIT, message.message);
+  EXPECT_EQ(static_cast<UINT>(WM_QUIT), message.message);
   EXPECT_EQ(41u, message.wParam);
   EXPECT_FALSE(PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE));
 }

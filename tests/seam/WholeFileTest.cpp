@@ -57,7 +57,7 @@ TEST_F(WholeFileTest, MovingFromOrToWhatIsMissingIsAnError) {
 }
 
 TEST_F(WholeFileTest, AnOpenFileIsNeitherMovedNorDeleted) {
-  for (const DWORD access : {GENERIC_READ, GENERIC_WRITE, kReadWrite}) {
+  for (const DWORD access : kRealAccesses) {
     const Opened holder(L"a.txt", access, OPEN_EXISTING, kShareAll);
     EXPECT_EQ(32u, MoveError(L"a.txt", L"c.txt")) << access;
     EXPECT_EQ(32u, DeleteError(L"a.txt")) << access;
@@ -108,7 +108,8 @@ TEST_F(WholeFileTest, ACopyKeepsAttributesAndWriteTime) {
   makeReadOnly("a.txt");
   EXPECT_EQ(0u, CopyError(L"a.txt", L"c.txt"));
   EXPECT_EQ(0x21u, GetFileAttributesW(L"c.txt"));
-  WIN32_FIND_DATAW original, copy;
+  WIN32_FIND_DATAW original = {};
+  WIN32_FIND_DATAW copy = {};
   kx_FindClose(kx_FindFirst(L"a.txt", &original));
   kx_FindClose(kx_FindFirst(L"c.txt", &copy));
   EXPECT_EQ(original.ftLastWriteTime.dwLowDateTime, copy.ftLastWriteTime.dwLowDateTime);

@@ -20,7 +20,7 @@ struct Request {
 /// The child's life: it ends when the other side closes the socket.
 void serve(int socket) {
   HANDLE file = INVALID_HANDLE_VALUE;
-  Request request;
+  Request request = {};
   while (::read(socket, &request, sizeof(request)) == sizeof(request)) {
     DWORD error = 0;
     if (request.kind == Request::kOpen) {

@@ -11,8 +11,8 @@
 #include <thread>
 
 #include "Peer.h"
-#include "../SeamSupport.h"
-#include "../ShareRule.h"
+#include "SeamSupport.h"
+#include "ShareRule.h"
 #include "SystemCalls.h"
 
 namespace kx_seam {
@@ -118,11 +118,10 @@ struct Race {
 /// A race in memory that the processes share.
 class SharedRace {
  public:
-  SharedRace() {
-    memory_ =
-        ::mmap(nullptr, sizeof(Race), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    race_ = new (memory_) Race;
-  }
+  SharedRace()
+      : memory_(::mmap(nullptr, sizeof(Race), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS,
+                       -1, 0)),
+        race_(new (memory_) Race) {}
   ~SharedRace() { ::munmap(memory_, sizeof(Race)); }
   SharedRace(const SharedRace&) = delete;
   SharedRace& operator=(const SharedRace&) = delete;
@@ -184,6 +183,7 @@ TEST_F(ShareProcessesTest, RacingThreadsNeverBothSucceed) {
   makeFile("lock");
   Race race;
   std::vector<std::thread> threads;
+  threads.reserve(kRacers);
   for (int i = 0; i < kRacers; ++i) {
     threads.emplace_back([&] {
       for (int round = 0; round < kRounds; ++round) openExclusively(race, OPEN_EXISTING);

@@ -11,7 +11,7 @@
 
 #include "Module.h"
 #include "Peer.h"
-#include "../SeamSupport.h"
+#include "SeamSupport.h"
 #include "SystemCalls.h"
 
 namespace kx_seam {
@@ -120,7 +120,7 @@ TEST_F(SystemRefusalTest, ACopyThatFailsLeavesNothingBehind) {
     EXPECT_EQ(23u, errorOf(CopyFileW(L"a.txt", L"b.txt", TRUE)));
     EXPECT_FALSE(fs::exists("b.txt"));
   }
-  // Closing the target, which the system calls first, then the source.
+  // The target is closed before the source.
   follow({SystemCall::kClose, 0, ENOSPC, 1, SIZE_MAX});
   EXPECT_EQ(112u, errorOf(CopyFileW(L"a.txt", L"b.txt", TRUE)));
   EXPECT_FALSE(fs::exists("b.txt"));
@@ -222,7 +222,7 @@ TEST_F(SystemRefusalTest, AFolderThatWasRemovedHasNoFullNames) {
 
 TEST_F(SystemRefusalTest, HandlesAreDescriptors) {
   const int fd = ::open("a.txt", O_RDONLY | O_CLOEXEC);
-  const auto handle = reinterpret_cast<HANDLE>(static_cast<intptr_t>(fd));
+  auto* const handle = reinterpret_cast<HANDLE>(static_cast<intptr_t>(fd));
   char buffer[4];
   DWORD moved = 0;
   EXPECT_TRUE(ReadFile(handle, buffer, 4, &moved, nullptr));
@@ -252,7 +252,7 @@ TEST_F(SystemRefusalTest, APipeByNameIsOpenedWithoutWaiting) {
 TEST_F(SystemRefusalTest, PositionsOfAPipeAreError132) {
   int ends[2];
   ASSERT_EQ(0, ::pipe2(ends, O_CLOEXEC));
-  const auto handle = reinterpret_cast<HANDLE>(static_cast<intptr_t>(ends[0]));
+  auto* const handle = reinterpret_cast<HANDLE>(static_cast<intptr_t>(ends[0]));
   EXPECT_EQ(INVALID_SET_FILE_POINTER, SetFilePointer(handle, 0, nullptr, FILE_CURRENT));
   EXPECT_EQ(132u, GetLastError());
   ::close(ends[0]);
@@ -264,10 +264,10 @@ TEST_F(SystemRefusalTest, PositionsOfAPipeAreError132) {
 /// A page that may be used, with one behind it that may not.
 class GuardedPage {
  public:
-  GuardedPage() {
-    size_ = static_cast<size_t>(::sysconf(_SC_PAGESIZE));
-    start_ = static_cast<unsigned char*>(
-        ::mmap(nullptr, 2 * size_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+  GuardedPage()
+      : size_(static_cast<size_t>(::sysconf(_SC_PAGESIZE))),
+        start_(static_cast<unsigned char*>(::mmap(nullptr, 2 * size_, PROT_READ | PROT_WRITE,
+                                                  MAP_PRIVATE | MAP_ANONYMOUS, -1, 0))) {
     ::mprotect(start_ + size_, size_, PROT_NONE);
   }
   ~GuardedPage() { ::munmap(start_, 2 * size_); }
@@ -278,8 +278,8 @@ class GuardedPage {
   void MakeReadOnly() { ::mprotect(start_, size_, PROT_READ); }
 
  private:
-  unsigned char* start_;
   size_t size_;
+  unsigned char* start_;
 };
 
 TEST(PointerCheckPagesTest, MemoryIsGoodUpToTheGuardPageAndBadFromItsFirstByteOn) {
