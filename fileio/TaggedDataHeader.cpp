@@ -413,8 +413,8 @@ void CPrivateOutlineHeader::SetStoredWndPos(TStoredWindowPos* pos) {
                                static_cast<uint32_t>(pos->normalBottom)};
     for (size_t i = 0; i < sizeof(image) / 4; ++i) putLe32(image + 4 * i, fields[i]);
   }
-  setBytes(getTaggedDataManager(), format::kTagWindowPos, image, sizeof(image),
-           at(kLineSetWindowPos));
+  setBytes(getTaggedDataManager(), format::kTagWindowPos, pos != nullptr ? image : nullptr,
+           sizeof(image), at(kLineSetWindowPos));
 }
 
 void CPrivateOutlineHeader::GetStoredFontInfo(TStoredFontInfo* font) {
@@ -439,8 +439,8 @@ void CPrivateOutlineHeader::SetStoredFontInfo(TStoredFontInfo* font) {
                              font->quality, font->pitchAndFamily};
     std::memcpy(image + 5 * 4, bytes, sizeof(bytes));
   }
-  setBytes(getTaggedDataManager(), format::kTagFontInfo, image, sizeof(image),
-           at(kLineSetFontInfo));
+  setBytes(getTaggedDataManager(), format::kTagFontInfo, font != nullptr ? image : nullptr,
+           sizeof(image), at(kLineSetFontInfo));
 }
 
 unsigned long CPrivateOutlineHeader::GetFontColor() {

@@ -466,9 +466,15 @@ TEST_F(PrivateHeaderTest, TheFontIsFiveNumbersAndEightBytes) {
 }
 
 TEST_F(PrivateHeaderTest, NullStructuresChangeNothing) {
+  TStoredWindowPos pos = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10};
+  TStoredFontInfo font = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13};
+  header_.SetStoredWndPos(&pos);
+  header_.SetStoredFontInfo(&font);
   const Bytes before = blockOf(header_);
   EXPECT_EQ(Thrown::kNothing, thrownBy([&] { header_.SetStoredWndPos(nullptr); }).kind);
+  EXPECT_TRUE(asserted("Tagged"));
   EXPECT_EQ(Thrown::kNothing, thrownBy([&] { header_.SetStoredFontInfo(nullptr); }).kind);
+  EXPECT_TRUE(asserted("Tagged"));
   EXPECT_EQ(Thrown::kNothing, thrownBy([&] { header_.GetStoredWndPos(nullptr); }).kind);
   EXPECT_EQ(Thrown::kNothing, thrownBy([&] { header_.GetStoredFontInfo(nullptr); }).kind);
   EXPECT_EQ(toHex(before), toHex(blockOf(header_)));
