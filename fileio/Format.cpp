@@ -1,5 +1,6 @@
 #include "Format.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -28,18 +29,18 @@ struct Arguments {
 };
 
 constexpr int kWidthMax = 1 << 16;  // a longer line than any buffer of the library holds
+constexpr int kCountMax = 1 << 30;
 
 int readCount(const wchar_t*& at, Arguments& args) {
   if (*at == L'*') {
     ++at;
-    return va_arg(args.list, int);
+    return std::clamp(va_arg(args.list, int), -kCountMax, kCountMax);
   }
-  int count = 0;
+  int64_t count = 0;
   while (*at >= L'0' && *at <= L'9') {
-    count = count * 10 + static_cast<int>(*at++ - L'0');
-    if (count > kWidthMax) count = kWidthMax;
+    count = std::min<int64_t>(count * 10 + (*at++ - L'0'), kCountMax);
   }
-  return count;
+  return static_cast<int>(count);
 }
 
 bool takePrefix(const wchar_t*& at, const wchar_t* prefix) {
@@ -82,8 +83,10 @@ Directive readDirective(const wchar_t*& at, Arguments& args) {
 
 std::string specification(const Directive& directive, const char* length) {
   std::string spec = "%" + directive.flags;
-  if (directive.width >= 0) spec += std::to_string(directive.width);
-  if (directive.precision >= 0) spec += "." + std::to_string(directive.precision);
+  if (directive.width >= 0) spec += std::to_string(std::min(directive.width, kWidthMax));
+  if (directive.precision >= 0) {
+    spec += "." + std::to_string(std::min(directive.precision, kWidthMax));
+  }
   return spec + length + static_cast<char>(directive.conversion);
 }
 
@@ -128,7 +131,7 @@ void appendInteger(std::wstring& out, const Directive& directive, Arguments& arg
 }
 
 void appendPadded(std::wstring& out, const Directive& directive, const std::wstring& text) {
-  const size_t width = directive.width > 0 ? static_cast<size_t>(directive.width) : 0;
+  const auto width = static_cast<size_t>(std::clamp(directive.width, 0, kWidthMax));
   const size_t padding = width > text.size() ? width - text.size() : 0;
   if (!directive.has('-')) out.append(padding, L' ');
   out += text;
