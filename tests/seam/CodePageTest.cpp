@@ -50,12 +50,14 @@ TEST(CodePageTest, WhatDoesNotFitBecomesAQuestionMarkAUnit) {
   EXPECT_EQ("a__b", narrow(1252, withSmiley(L"a", L"b"), "_").bytes);
 }
 
-TEST(CodePageTest, EveryByteOf1252SurvivesTheWayThereAndBack) {
-  for (int byte = 1; byte < 256; ++byte) {
-    const std::string bytes(1, static_cast<char>(byte));
-    const std::wstring text = widen(1252, bytes, MB_ERR_INVALID_CHARS);
-    ASSERT_EQ(1u, text.size()) << byte;
-    EXPECT_EQ(bytes, narrow(1252, text).bytes) << byte;
+TEST(CodePageTest, EveryByteOfAnAnsiCodePageSurvivesTheWayThereAndBack) {
+  for (const UINT page : {874u, 1250u, 1251u, 1252u, 1253u, 1254u, 1255u, 1256u, 1257u, 1258u}) {
+    for (int byte = 1; byte < 256; ++byte) {
+      const std::string bytes(1, static_cast<char>(byte));
+      const std::wstring text = widen(page, bytes);
+      ASSERT_EQ(1u, text.size()) << page << ' ' << byte;
+      EXPECT_EQ(bytes, narrow(page, text).bytes) << page << ' ' << byte;
+    }
   }
 }
 
@@ -90,13 +92,29 @@ TEST(CodePageTest, LoneSurrogatesAreNoUtf8) {
   EXPECT_EQ(1113u, GetLastError());
 }
 
-TEST(CodePageTest, OtherCodePagesOfTheSystemWork) {
+TEST(CodePageTest, AnsiCodePagesOfOtherRegionsHaveTheirOwnCharacters) {
   EXPECT_EQ("\xC6\xE6", narrow(1251, L"\x0416\x0436").bytes);
   EXPECT_EQ(L"\x0416\x0436", widen(1251, "\xC6\xE6"));
+  EXPECT_EQ(L"\x0160\x0161", widen(1250, "\x8A\x9A"));
+  EXPECT_EQ(L"\x03A9\x03CE", widen(1253, "\xD9\xFE"));
+  EXPECT_EQ(L"\x011F\x0131", widen(1254, "\xF0\xFD"));
+  EXPECT_EQ(L"\x05D0", widen(1255, "\xE0"));
+  EXPECT_EQ(L"\x0E01", widen(874, "\xA1"));
+  EXPECT_TRUE(narrow(1251, L"\x0416\x4E2D").usedDefault);
+}
+
+/// Code pages of two bytes are the system's own: a system that lacks one says so.
+TEST(CodePageTest, DoubleByteCodePagesWorkOrAreError87) {
+  SetLastError(0);
+  if (MultiByteToWideChar(932, 0, "a", 1, nullptr, 0) == 0) {
+    EXPECT_EQ(87u, GetLastError());
+    return;
+  }
   EXPECT_EQ("a\x93\xFA", narrow(932, L"a\x65E5").bytes);
   EXPECT_EQ(L"a\x65E5", widen(932, "a\x93\xFA", MB_ERR_INVALID_CHARS));
-  const Narrowed lossy = narrow(1251, L"\x0416\x00E9\x4E2D");
-  EXPECT_TRUE(lossy.usedDefault);
+  EXPECT_EQ("a?", narrow(932, L"a\x0E01").bytes);
+  EXPECT_EQ(0, MultiByteToWideChar(932, MB_ERR_INVALID_CHARS, "a\x93", 2, nullptr, 0));
+  EXPECT_EQ(1113u, GetLastError());
 }
 
 TEST(CodePageTest, TheDefaultCodePageIsTheOneThatTheSystemNames) {

@@ -1,12 +1,12 @@
 #include <iconv.h>
 
+#include <algorithm>
 #include <array>
-#include <cstdio>
-#include <cstring>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "Errors.h"
 #include "Utf8.h"
@@ -19,12 +19,19 @@ namespace {
 
 constexpr UINT kDefaultCodePage = 1252;
 
-/// The characters of the bytes 80 to 9F of code page 1252; five of them are undefined and stand for
-/// the control characters of the same numbers.
-constexpr std::array<char16_t, 32> k1252 = {
-    0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
-    0x2039, 0x0152, 0x008D, 0x017D, 0x008F, 0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
-    0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
+constexpr unsigned char kFirstTabled = 0x80;
+
+/// A single-byte code page.
+struct CodePageTable {
+  UINT number;
+  std::array<char16_t, 128> upperHalf;  ///< The characters of the bytes 80 to FF.
+};
+
+constexpr CodePageTable kTables[] = {
+#define KX_CODE_PAGE(number, ...) {number, {__VA_ARGS__}},
+#include "CodePages.inc"
+#undef KX_CODE_PAGE
+};
 
 /// A code page, one character at a time.
 class CodePage {
@@ -41,26 +48,29 @@ class CodePage {
   virtual uint32_t UnknownCharacter() const { return U'?'; }
 };
 
-class WesternCodePage : public CodePage {
+class TabledCodePage : public CodePage {
  public:
+  explicit TabledCodePage(const CodePageTable& table) : upperHalf_(table.upperHalf) {}
+
   bool Encode(uint32_t codePoint, std::string* bytes) override {
-    if (codePoint < 0x80 || (codePoint >= 0xA0 && codePoint <= 0xFF)) {
+    if (codePoint < kFirstTabled) {
       bytes->push_back(static_cast<char>(codePoint));
       return true;
     }
-    for (size_t i = 0; i < k1252.size(); ++i) {
-      if (k1252[i] != codePoint) continue;
-      bytes->push_back(static_cast<char>(0x80 + i));
-      return true;
-    }
-    return false;
+    const auto* const found = std::find(upperHalf_.begin(), upperHalf_.end(), codePoint);
+    if (found == upperHalf_.end()) return false;
+    bytes->push_back(static_cast<char>(kFirstTabled + (found - upperHalf_.begin())));
+    return true;
   }
 
   bool Decode(std::string_view bytes, size_t* at, uint32_t* codePoint) override {
     const auto byte = static_cast<unsigned char>(bytes[(*at)++]);
-    *codePoint = byte >= 0x80 && byte <= 0x9F ? k1252[byte - 0x80u] : byte;
+    *codePoint = byte < kFirstTabled ? byte : upperHalf_.at(byte - size_t{kFirstTabled});
     return true;
   }
+
+ private:
+  const std::array<char16_t, 128>& upperHalf_;
 };
 
 class Utf8CodePage : public CodePage {
@@ -76,7 +86,8 @@ class Utf8CodePage : public CodePage {
   uint32_t UnknownCharacter() const override { return kx_posix::kReplacementCharacter; }
 };
 
-/// A converter of the C library; characters cross it as UTF-32 in the order of this machine.
+/// A converter of the C library, which has code pages of more bytes where the system carries them.
+/// Characters cross it as UTF-32 in the order of this machine.
 class Converter {
  public:
   Converter(const char* to, const char* from) : handle_(::iconv_open(to, from)) {}
@@ -144,8 +155,10 @@ class ConvertedCodePage : public CodePage {
 
 std::unique_ptr<CodePage> OpenCodePage(UINT number) {
   if (number == CP_ACP) number = kDefaultCodePage;
-  if (number == kDefaultCodePage) return std::make_unique<WesternCodePage>();
   if (number == CP_UTF8) return std::make_unique<Utf8CodePage>();
+  for (const CodePageTable& table : kTables) {
+    if (table.number == number) return std::make_unique<TabledCodePage>(table);
+  }
   auto converted = std::make_unique<ConvertedCodePage>("CP" + std::to_string(number));
   return converted->IsKnown() ? std::move(converted) : nullptr;
 }
