@@ -151,14 +151,15 @@ wchar_t* systemText(DWORD code, wchar_t* buffer, DWORD bufferChars) {
 }
 
 // Writes into `report` that the system had no text for `errorCode`, and why.
-void describeMissingText(wchar_t* report, unsigned long errorCode, DWORD failure) {
+void describeMissingText(wchar_t* report, DWORD errorCode, DWORD failure) {
   // The reason may have no text either; asking on would not end.
   wchar_t* reason = systemText(failure, nullptr, 0);
   try {
     _String text;
     if (reason == nullptr) text.FormatString(L"error %lu", static_cast<unsigned long>(failure));
     text.FormatString(L"FormatMessage failed on error 0x%lx for the following reason: %s",
-                      errorCode, reason != nullptr ? reason : text.c_str());
+                      static_cast<unsigned long>(errorCode),
+                      reason != nullptr ? reason : text.c_str());
     const size_t count = std::min(text.size(), kSystemTextMax - 1);
     std::wmemcpy(report, text.c_str(), count);
   } catch (const std::bad_alloc&) {
@@ -281,8 +282,8 @@ void traceThrow(const char* file, int line) {
 }
 
 wchar_t* FormatLastError(unsigned long errorCode, wchar_t* buffer, unsigned long bufferChars) {
-  wchar_t* text =
-      systemText(static_cast<DWORD>(errorCode), buffer, static_cast<DWORD>(bufferChars));
+  const auto code = static_cast<DWORD>(errorCode);
+  wchar_t* text = systemText(code, buffer, static_cast<DWORD>(bufferChars));
   if (text != nullptr) return text;
   const DWORD failure = GetLastError();
   auto* report = static_cast<wchar_t*>(LocalAlloc(LPTR, kSystemTextMax * sizeof(wchar_t)));
@@ -290,7 +291,7 @@ wchar_t* FormatLastError(unsigned long errorCode, wchar_t* buffer, unsigned long
     OutputDebugStringW(L"Out of memory trying to FormatLastError\r\n");
     return nullptr;
   }
-  describeMissingText(report, errorCode, failure);
+  describeMissingText(report, code, failure);
   return report;
 }
 
