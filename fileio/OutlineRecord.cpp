@@ -1,5 +1,11 @@
 #include "OutlineRecord.h"
 
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+
+#include "KXBitmap.h"
+#include "MemAPI.h"
 #include "RecordStore.h"
 #include "TagAccess.h"
 
@@ -35,6 +41,8 @@ enum : int {
   kLineGetParentId,
   kLineRecordChanged = 101,
   kLineChangedFields,
+  kLineGetDrawing,
+  kLineSetDrawing,
   kLineNewOutlineRecord = 121,
   kLineNewLinkedRecord,
 };
@@ -43,6 +51,20 @@ constexpr SourceLine at(int line) { return SourceLine{kSource, line}; }
 
 constexpr uint32_t kTextTag = format::kStringTagBase + format::kStringText;
 constexpr uint32_t kNoteTag = format::kStringTagBase + format::kStringNote;
+
+struct HeapFree {
+  void operator()(void* block) const { std::free(block); }
+};
+using HeapBlock = std::unique_ptr<unsigned char, HeapFree>;
+
+// A new handle with a copy of the block, which is freed; null when memory ran out.
+void* handleOf(HeapBlock block, unsigned long size) {
+  void* handle = MemAlloc(size);
+  if (handle == nullptr) return nullptr;
+  std::memcpy(MemGetPtr(handle), block.get(), size);
+  MemReleasePtr(handle);
+  return handle;
+}
 
 }  // namespace
 
@@ -127,6 +149,37 @@ bool COutlineRecord::HasDrawing() {
 void COutlineRecord::DeleteBitmap() {
   deleteTag(getTaggedDataManager(), format::kTagDrawing, at(kLineDeleteBitmap));
   resize();
+}
+
+void* COutlineRecord::GetDrawing() {
+  const SourceLine where = {kSourceFile, kLineGetDrawing};
+  CTaggedDataManager& tags = getTaggedDataManager();
+  unsigned long size = 0;
+  checkResult(tags.getTagDataSize(format::kTagDrawing, &size), where);
+  size = std::min(size, tags.size());  // a damaged length is found out when the value is copied
+  HeapBlock drawing(static_cast<unsigned char*>(std::malloc(std::max(size, 1ul))));
+  if (drawing == nullptr) return nullptr;
+  checkResult(tags.getData(format::kTagDrawing, drawing.get(), &size, nullptr), where);
+  if (size == 0) return nullptr;
+  void* const handle = handleOf(std::move(drawing), size);
+  if (handle == nullptr) return nullptr;
+  void* const dib = ConvertInternalFormatToDib(handle);
+  MemFree(handle);
+  return dib;
+}
+
+void COutlineRecord::SetDrawing(void* dib) {
+  void* const drawing = ConvertDibToInternalFormat(dib);
+  if (drawing == nullptr) return;
+  long result = 0;
+  const void* const data = MemGetPtr(drawing);
+  if (data != nullptr) {
+    result =
+        getTaggedDataManager().setData(format::kTagDrawing, data, MemGetSize(drawing), nullptr, 0);
+  }
+  MemReleasePtr(drawing);
+  MemFree(drawing);
+  checkResult(result, {kSourceFile, kLineSetDrawing});
 }
 
 void COutlineRecord::GetDrawingSize(long& width, long& height) {

@@ -1,7 +1,8 @@
 /// Every constant of the files: check code, table and slot layout, tags, framing, flags, limits.
 ///
-/// The files are drawn and explained in docs/format-outline.md and docs/format-category.md; a
-/// change here changes them. Each constant is derived from its parts, so that the sum shows.
+/// The files are drawn and explained in docs/format-outline.md and docs/format-category.md, stored
+/// drawings in docs/format-drawing.md; a change here changes them. Each constant is derived from
+/// its parts, so that the sum shows.
 #pragma once
 
 #include <cstddef>
@@ -85,13 +86,18 @@ constexpr uint32_t kTagDrawing = 12;
 constexpr uint32_t kTagInternalId = 17;  // linked outline rows only
 constexpr uint32_t kTagParentId = 18;    // linked outline rows only
 
-// The front of a stored drawing.
-constexpr size_t kDrawingWidthOffset = 1;
+// --- Stored drawings: front, colour table, length of the coded pixels, coded pixels ---
+constexpr unsigned char kDrawingVersion = 2;
+constexpr size_t kDrawingVersionOffset = 0;
+constexpr size_t kDrawingWidthOffset = kDrawingVersionOffset + 1;
 constexpr size_t kDrawingHeightOffset = kDrawingWidthOffset + 4;
 constexpr size_t kDrawingSizeOffset = kDrawingHeightOffset + 4;
 constexpr size_t kDrawingBitsOffset = kDrawingSizeOffset + 4;
 constexpr size_t kDrawingFixedSize = kDrawingBitsOffset + 1;
 static_assert(kDrawingFixedSize == 14, "version, width, height, size, bits per pixel");
+constexpr size_t kDrawingColorsOffset = kDrawingFixedSize;
+constexpr size_t kDrawingColorSize = 4;   // blue, green, red, reserved
+constexpr size_t kDrawingLengthSize = 4;  // the length in front of the coded pixels
 
 // --- Shared outline header ---
 constexpr uint8_t kStringCategoryName = 1;

@@ -32,6 +32,13 @@ class KX_API COutlineRecord : public CDBRecord {
   void SetChecked(bool checked);
   bool GetChecked();
 
+  /// Stores the picture of a bitmap handle in place of the present drawing and frees the handle. A
+  /// bitmap that cannot be converted stays the caller's, and the drawing stays. KXBitmap.h tells
+  /// what a bitmap needs; above all, its header's image size must not be 0.
+  void SetDrawing(void* dib);
+  /// A new bitmap handle with the drawing, for the caller to free with MemFree; its header's image
+  /// size is 0. Null when the drawing is damaged or memory ran out.
+  void* GetDrawing();
   bool HasDrawing();
   void DeleteBitmap();
   /// In pixels; 0 by 0 without a drawing. Throws message 16 for one too short to be a drawing.

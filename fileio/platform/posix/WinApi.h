@@ -9,6 +9,7 @@
 #include <cstdint>
 
 #include "KxPlatform.h"
+#include "WinGdi.h"
 
 // Types.
 using LPVOID = void*;

@@ -1,0 +1,497 @@
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <utility>
+#include <vector>
+
+#include "WinApi.h"
+
+namespace {
+
+constexpr int kScreenBits = 32;
+constexpr WORD kPaletteVersion = 0x300;
+
+constexpr PALETTEENTRY kDefaultColors[] = {
+    {0, 0, 0, 0},       {128, 0, 0, 0},     {0, 128, 0, 0},     {128, 128, 0, 0},
+    {0, 0, 128, 0},     {128, 0, 128, 0},   {0, 128, 128, 0},   {192, 192, 192, 0},
+    {192, 220, 192, 0}, {166, 202, 240, 0}, {255, 251, 240, 0}, {160, 160, 164, 0},
+    {128, 128, 128, 0}, {255, 0, 0, 0},     {0, 255, 0, 0},     {255, 255, 0, 0},
+    {0, 0, 255, 0},     {255, 0, 255, 0},   {0, 255, 255, 0},   {255, 255, 255, 0},
+};
+
+struct Object {
+  Object() = default;
+  Object(const Object&) = delete;
+  Object& operator=(const Object&) = delete;
+  virtual ~Object() = default;
+};
+
+/// A picture in memory, of a depth that CreateDIBSection lets through.
+class Bitmap : public Object {
+ public:
+  explicit Bitmap(const BITMAPINFOHEADER& header) : header_(header) {
+    header_.biSizeImage = static_cast<DWORD>(RowSize() * RowCount());
+    bits_.resize(header_.biSizeImage);
+    if (header.biBitCount <= 8) colors_.resize(size_t{1} << header.biBitCount);
+    header_.biClrUsed = static_cast<DWORD>(colors_.size());
+  }
+
+  const BITMAPINFOHEADER& header() const { return header_; }
+  LONG width() const { return header_.biWidth; }
+  LONG height() const { return static_cast<LONG>(RowCount()); }
+  WORD depth() const { return header_.biBitCount; }
+  std::vector<RGBQUAD>& colors() { return colors_; }
+  BYTE* bits() { return bits_.data(); }
+  size_t RowSize() const {
+    return (static_cast<size_t>(header_.biWidth) * header_.biBitCount + 31) / 32 * 4;
+  }
+
+  bool HasSameForm(const Bitmap& other) const {
+    return depth() == other.depth() && colors_.size() == other.colors_.size() &&
+           (colors_.empty() || std::memcmp(colors_.data(), other.colors_.data(),
+                                           colors_.size() * sizeof(RGBQUAD)) == 0);
+  }
+
+  /// What the bitmap keeps of a pixel: an index where it has colours, else the colour's bits.
+  DWORD Get(int64_t x, int64_t y) const {
+    const BYTE* const row = bits_.data() + RowOffset(y);
+    const auto column = static_cast<size_t>(x);
+    if (depth() < 8) {
+      const unsigned perByte = 8u / depth();
+      const unsigned shift = (perByte - 1 - column % perByte) * depth();
+      return (row[column / perByte] >> shift) & ((1u << depth()) - 1);
+    }
+    DWORD value = 0;
+    for (size_t i = 0; i < depth() / 8u; ++i) {
+      value |= static_cast<DWORD>(row[column * (depth() / 8u) + i]) << (8 * i);
+    }
+    return value;
+  }
+
+  void Set(int64_t x, int64_t y, DWORD value) {
+    BYTE* const row = bits_.data() + RowOffset(y);
+    const auto column = static_cast<size_t>(x);
+    if (depth() < 8) {
+      const unsigned perByte = 8u / depth();
+      const unsigned shift = (perByte - 1 - column % perByte) * depth();
+      const unsigned mask = ((1u << depth()) - 1) << shift;
+      BYTE& byte = row[column / perByte];
+      byte = static_cast<BYTE>((byte & ~mask) | (value << shift));
+      return;
+    }
+    for (size_t i = 0; i < depth() / 8u; ++i) {
+      row[column * (depth() / 8u) + i] = static_cast<BYTE>(value >> (8 * i));
+    }
+  }
+
+  RGBQUAD ColorOf(DWORD value) const {
+    if (!colors_.empty()) return colors_[value];
+    if (depth() == 16) {
+      return {Widened(value), Widened(value >> 5), Widened(value >> 10), 0};
+    }
+    return {static_cast<BYTE>(value), static_cast<BYTE>(value >> 8), static_cast<BYTE>(value >> 16),
+            0};
+  }
+
+  DWORD ValueOf(const RGBQUAD& color) const {
+    if (!colors_.empty()) return NearestColor(color);
+    if (depth() == 16) {
+      return (static_cast<DWORD>(color.rgbRed) >> 3) << 10 |
+             (static_cast<DWORD>(color.rgbGreen) >> 3) << 5 |
+             static_cast<DWORD>(color.rgbBlue) >> 3;
+    }
+    return static_cast<DWORD>(color.rgbRed) << 16 | static_cast<DWORD>(color.rgbGreen) << 8 |
+           color.rgbBlue;
+  }
+
+  HDC selectedInto = nullptr;
+
+ private:
+  /// 5 bits as 8.
+  static BYTE Widened(DWORD value) {
+    const DWORD five = value & 0x1F;
+    return static_cast<BYTE>(five << 3 | five >> 2);
+  }
+
+  size_t RowCount() const {
+    const auto stored = static_cast<DWORD>(header_.biHeight);
+    return header_.biHeight < 0 ? DWORD{0} - stored : stored;
+  }
+
+  /// Of the row that is `y` rows below the top.
+  size_t RowOffset(int64_t y) const {
+    const auto fromTop = static_cast<size_t>(y);
+    return RowSize() * (header_.biHeight < 0 ? fromTop : RowCount() - 1 - fromTop);
+  }
+
+  DWORD NearestColor(const RGBQUAD& color) const {
+    const auto distance = [&](const RGBQUAD& other) {
+      const int blue = color.rgbBlue - other.rgbBlue;
+      const int green = color.rgbGreen - other.rgbGreen;
+      const int red = color.rgbRed - other.rgbRed;
+      return blue * blue + green * green + red * red;
+    };
+    const auto nearest = std::min_element(
+        colors_.begin(), colors_.end(),
+        [&](const RGBQUAD& a, const RGBQUAD& b) { return distance(a) < distance(b); });
+    return static_cast<DWORD>(nearest - colors_.begin());
+  }
+
+  BITMAPINFOHEADER header_;
+  std::vector<RGBQUAD> colors_;
+  std::vector<BYTE> bits_;
+};
+
+struct Palette : Object {
+  std::vector<PALETTEENTRY> entries;
+};
+
+struct Context : Object {
+  Bitmap* bitmap = nullptr;    // null in the screen's; never deleted while it is selected
+  HPALETTE palette = nullptr;  // may have been deleted since
+};
+
+/// Every object there is. A handle is an object's address, and only what stands here is used.
+class Objects {
+ public:
+  static Objects& All() {
+    static Objects all;
+    return all;
+  }
+
+  std::mutex mutex;
+
+  template <class Kind>
+  Kind* Find(const void* handle) const {
+    const auto place = objects_.find(handle);
+    Kind* const found =
+        place == objects_.end() ? nullptr : dynamic_cast<Kind*>(place->second.get());
+    if (found == nullptr) SetLastError(ERROR_INVALID_HANDLE);
+    return found;
+  }
+  template <class Kind>
+  Kind* Add(std::unique_ptr<Kind> object) {
+    Kind* const added = object.get();
+    objects_[added] = std::move(object);
+    return added;
+  }
+  void Remove(const Object* object) { objects_.erase(object); }
+
+  // The stock: never deleted, and the bitmap stands in every memory context at first.
+  Palette* defaultPalette() const { return defaultPalette_; }
+  Bitmap* onePixel() const { return onePixel_; }
+  bool IsStock(const Object* object) const {
+    return object == defaultPalette_ || object == onePixel_;
+  }
+
+ private:
+  Objects() {
+    auto palette = std::make_unique<Palette>();
+    palette->entries.assign(std::begin(kDefaultColors), std::end(kDefaultColors));
+    defaultPalette_ = Add(std::move(palette));
+    BITMAPINFOHEADER header = {};
+    header.biSize = sizeof(header);
+    header.biWidth = 1;
+    header.biHeight = 1;
+    header.biPlanes = 1;
+    header.biBitCount = 1;
+    onePixel_ = Add(std::make_unique<Bitmap>(header));
+  }
+
+  std::map<const void*, std::unique_ptr<Object>> objects_;
+  Palette* defaultPalette_ = nullptr;
+  Bitmap* onePixel_ = nullptr;
+};
+
+HDC HandleOf(Context* context) { return reinterpret_cast<HDC>(static_cast<Object*>(context)); }
+HBITMAP HandleOf(Bitmap* bitmap) { return reinterpret_cast<HBITMAP>(static_cast<Object*>(bitmap)); }
+HPALETTE HandleOf(Palette* palette) {
+  return reinterpret_cast<HPALETTE>(static_cast<Object*>(palette));
+}
+
+/// Runs `call` with the objects to itself; exhausted memory gives `failed`.
+template <class Result, class Call>
+Result WithObjects(Result failed, Call call) {
+  try {
+    Objects& objects = Objects::All();
+    const std::lock_guard<std::mutex> lock(objects.mutex);
+    return call(objects);
+  } catch (const std::bad_alloc&) {
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return failed;
+  }
+}
+
+template <class Result>
+Result Refuse(Result result) {
+  SetLastError(ERROR_INVALID_PARAMETER);
+  return result;
+}
+
+bool IsDepth(WORD bits) {
+  return bits == 1 || bits == 4 || bits == 8 || bits == 16 || bits == 24 || bits == 32;
+}
+
+bool CanMake(const BITMAPINFOHEADER& header) {
+  constexpr uint64_t kSizeMax = std::numeric_limits<LONG>::max();
+  if (header.biSize != sizeof(BITMAPINFOHEADER) || header.biCompression != BI_RGB ||
+      header.biPlanes != 1 || !IsDepth(header.biBitCount) || header.biWidth <= 0 ||
+      header.biHeight == 0) {
+    return false;
+  }
+  const uint64_t rowSize =
+      (static_cast<uint64_t>(header.biWidth) * header.biBitCount + 31) / 32 * 4;
+  const auto rows = static_cast<uint64_t>(std::abs(static_cast<int64_t>(header.biHeight)));
+  return rowSize <= kSizeMax / rows;
+}
+
+void TakeColors(const BITMAPINFO* info, Bitmap& bitmap) {
+  std::vector<RGBQUAD>& colors = bitmap.colors();
+  const size_t told = info->bmiHeader.biClrUsed;
+  const size_t count = told == 0 ? colors.size() : std::min(told, colors.size());
+  const auto* first =
+      reinterpret_cast<const unsigned char*>(info) + offsetof(BITMAPINFO, bmiColors);
+  if (count > 0) std::memcpy(colors.data(), first, count * sizeof(RGBQUAD));
+}
+
+BITMAP Describe(Bitmap& bitmap) {
+  BITMAP description = {};
+  description.bmWidth = bitmap.width();
+  description.bmHeight = bitmap.height();
+  description.bmWidthBytes = static_cast<LONG>(bitmap.RowSize());
+  description.bmPlanes = 1;
+  description.bmBitsPixel = bitmap.depth();
+  description.bmBits = bitmap.bits();
+  return description;
+}
+
+template <class Description>
+int Fill(const Description& description, int size, void* buffer) {
+  constexpr int kSize = sizeof(Description);
+  if (buffer == nullptr) return kSize;
+  if (size < kSize) return Refuse(0);
+  std::memcpy(buffer, &description, sizeof(description));
+  return kSize;
+}
+
+/// One direction of a copy between bitmaps: the steps that lie within both.
+struct Span {
+  Span(int count, int target, LONG targetSize, int source, LONG sourceSize)
+      : first(std::max<int64_t>({0, -int64_t{target}, -int64_t{source}})),
+        last(std::min(
+            {int64_t{count}, int64_t{targetSize} - target, int64_t{sourceSize} - source})) {}
+  int64_t first;
+  int64_t last;
+};
+
+/// Every pixel is read before the first one is written: source and target may be one bitmap.
+void CopyPixels(const Bitmap& source, int sourceX, int sourceY, Bitmap& target, int x, int y,
+                const Span& columns, const Span& rows) {
+  const bool sameForm = source.HasSameForm(target);
+  std::vector<DWORD> values;
+  for (int64_t row = rows.first; row < rows.last; ++row) {
+    for (int64_t column = columns.first; column < columns.last; ++column) {
+      const DWORD value = source.Get(sourceX + column, sourceY + row);
+      values.push_back(sameForm ? value : target.ValueOf(source.ColorOf(value)));
+    }
+  }
+  auto next = values.begin();
+  for (int64_t row = rows.first; row < rows.last; ++row) {
+    for (int64_t column = columns.first; column < columns.last; ++column) {
+      target.Set(x + column, y + row, *next++);
+    }
+  }
+}
+
+}  // namespace
+
+HDC GetDC(HWND) {
+  return WithObjects(HDC{nullptr}, [](Objects& objects) {
+    auto screen = std::make_unique<Context>();
+    screen->palette = HandleOf(objects.defaultPalette());
+    return HandleOf(objects.Add(std::move(screen)));
+  });
+}
+
+int ReleaseDC(HWND, HDC dc) {
+  return WithObjects(0, [&](Objects& objects) {
+    const auto* context = objects.Find<Context>(dc);
+    if (context == nullptr || context->bitmap != nullptr) return 0;
+    objects.Remove(context);
+    return 1;
+  });
+}
+
+HDC CreateCompatibleDC(HDC dc) {
+  return WithObjects(HDC{nullptr}, [&](Objects& objects) {
+    if (dc != nullptr && objects.Find<Context>(dc) == nullptr) return HDC{nullptr};
+    auto memory = std::make_unique<Context>();
+    memory->palette = HandleOf(objects.defaultPalette());
+    memory->bitmap = objects.onePixel();
+    return HandleOf(objects.Add(std::move(memory)));
+  });
+}
+
+BOOL DeleteDC(HDC dc) {
+  return WithObjects(FALSE, [&](Objects& objects) {
+    const auto* context = objects.Find<Context>(dc);
+    if (context == nullptr || context->bitmap == nullptr) return FALSE;
+    context->bitmap->selectedInto = nullptr;
+    objects.Remove(context);
+    return TRUE;
+  });
+}
+
+int GetDeviceCaps(HDC dc, int index) {
+  return WithObjects(0, [&](Objects& objects) {
+    if (objects.Find<Context>(dc) == nullptr) return 0;
+    switch (index) {
+      case BITSPIXEL:
+        return kScreenBits;
+      case PLANES:
+        return 1;
+      default:
+        return 0;
+    }
+  });
+}
+
+HBITMAP CreateDIBSection(HDC, const BITMAPINFO* info, UINT usage, void** bits, HANDLE section,
+                         DWORD) {
+  if (bits != nullptr) *bits = nullptr;
+  return WithObjects(HBITMAP{nullptr}, [&](Objects& objects) {
+    if (info == nullptr || usage != DIB_RGB_COLORS || section != nullptr ||
+        !CanMake(info->bmiHeader)) {
+      return Refuse(HBITMAP{nullptr});
+    }
+    Bitmap* const bitmap = objects.Add(std::make_unique<Bitmap>(info->bmiHeader));
+    TakeColors(info, *bitmap);
+    if (bits != nullptr) *bits = bitmap->bits();
+    return HandleOf(bitmap);
+  });
+}
+
+HGDIOBJ SelectObject(HDC dc, HGDIOBJ object) {
+  return WithObjects(HGDIOBJ{nullptr}, [&](Objects& objects) {
+    auto* const context = objects.Find<Context>(dc);
+    auto* const bitmap = objects.Find<Bitmap>(object);
+    if (context == nullptr || bitmap == nullptr) return HGDIOBJ{nullptr};
+    if (context->bitmap == nullptr ||
+        (bitmap->selectedInto != nullptr && bitmap->selectedInto != dc)) {
+      return Refuse(HGDIOBJ{nullptr});
+    }
+    Bitmap* const before = context->bitmap;
+    before->selectedInto = nullptr;
+    if (!objects.IsStock(bitmap)) bitmap->selectedInto = dc;
+    context->bitmap = bitmap;
+    return HGDIOBJ{HandleOf(before)};
+  });
+}
+
+BOOL DeleteObject(HGDIOBJ object) {
+  return WithObjects(FALSE, [&](Objects& objects) {
+    const auto* found = objects.Find<Object>(object);
+    if (found == nullptr || dynamic_cast<const Context*>(found) != nullptr) return FALSE;
+    if (objects.IsStock(found)) return TRUE;
+    const auto* bitmap = dynamic_cast<const Bitmap*>(found);
+    if (bitmap != nullptr && bitmap->selectedInto != nullptr) return Refuse(FALSE);
+    objects.Remove(found);
+    return TRUE;
+  });
+}
+
+int GetObjectW(HANDLE object, int size, void* buffer) {
+  return WithObjects(0, [&](Objects& objects) {
+    auto* const found = objects.Find<Object>(object);
+    if (auto* bitmap = dynamic_cast<Bitmap*>(found)) return Fill(Describe(*bitmap), size, buffer);
+    if (const auto* palette = dynamic_cast<Palette*>(found)) {
+      return Fill(static_cast<WORD>(palette->entries.size()), size, buffer);
+    }
+    return found == nullptr ? 0 : Refuse(0);
+  });
+}
+
+HGDIOBJ GetStockObject(int index) {
+  return WithObjects(HGDIOBJ{nullptr}, [&](Objects& objects) {
+    return index == DEFAULT_PALETTE ? HGDIOBJ{HandleOf(objects.defaultPalette())} : nullptr;
+  });
+}
+
+BOOL BitBlt(HDC target, int x, int y, int width, int height, HDC source, int sourceX, int sourceY,
+            DWORD operation) {
+  return WithObjects(FALSE, [&](Objects& objects) {
+    const auto* to = objects.Find<Context>(target);
+    const auto* from = objects.Find<Context>(source);
+    if (to == nullptr || from == nullptr) return FALSE;
+    if (to->bitmap == nullptr || from->bitmap == nullptr || operation != SRCCOPY) {
+      return Refuse(FALSE);
+    }
+    Bitmap& into = *to->bitmap;
+    const Bitmap& picture = *from->bitmap;
+    CopyPixels(picture, sourceX, sourceY, into, x, y,
+               Span(width, x, into.width(), sourceX, picture.width()),
+               Span(height, y, into.height(), sourceY, picture.height()));
+    return TRUE;
+  });
+}
+
+UINT GetDIBColorTable(HDC dc, UINT start, UINT count, RGBQUAD* colors) {
+  return WithObjects(UINT{0}, [&](Objects& objects) {
+    const auto* context = objects.Find<Context>(dc);
+    if (context == nullptr || context->bitmap == nullptr || colors == nullptr) return UINT{0};
+    const std::vector<RGBQUAD>& table = context->bitmap->colors();
+    if (start >= table.size()) return UINT{0};
+    const UINT copied = std::min(count, static_cast<UINT>(table.size()) - start);
+    std::copy_n(table.begin() + start, copied, colors);
+    return copied;
+  });
+}
+
+BOOL GdiFlush() { return TRUE; }
+
+HPALETTE CreatePalette(const LOGPALETTE* palette) {
+  return WithObjects(HPALETTE{nullptr}, [&](Objects& objects) {
+    if (palette == nullptr || palette->palVersion != kPaletteVersion ||
+        palette->palNumEntries == 0) {
+      return Refuse(HPALETTE{nullptr});
+    }
+    auto made = std::make_unique<Palette>();
+    made->entries.resize(palette->palNumEntries);
+    const auto* first =
+        reinterpret_cast<const unsigned char*>(palette) + offsetof(LOGPALETTE, palPalEntry);
+    std::memcpy(made->entries.data(), first, made->entries.size() * sizeof(PALETTEENTRY));
+    return HandleOf(objects.Add(std::move(made)));
+  });
+}
+
+UINT GetPaletteEntries(HPALETTE palette, UINT start, UINT count, PALETTEENTRY* entries) {
+  return WithObjects(UINT{0}, [&](Objects& objects) {
+    const auto* found = objects.Find<Palette>(palette);
+    if (found == nullptr) return UINT{0};
+    const auto size = static_cast<UINT>(found->entries.size());
+    if (entries == nullptr) return size;
+    if (start >= size) return UINT{0};
+    const UINT copied = std::min(count, size - start);
+    std::copy_n(found->entries.begin() + start, copied, entries);
+    return copied;
+  });
+}
+
+HPALETTE SelectPalette(HDC dc, HPALETTE palette, BOOL) {
+  return WithObjects(HPALETTE{nullptr}, [&](Objects& objects) {
+    auto* const context = objects.Find<Context>(dc);
+    if (context == nullptr || objects.Find<Palette>(palette) == nullptr) return HPALETTE{nullptr};
+    return std::exchange(context->palette, palette);
+  });
+}
+
+UINT RealizePalette(HDC dc) {
+  return WithObjects(UINT{0}, [&](Objects& objects) {
+    objects.Find<Context>(dc);
+    return UINT{0};
+  });
+}
