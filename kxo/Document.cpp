@@ -110,18 +110,20 @@ Document::Document(std::string name) : name_(std::move(name)) {}
 
 Document::~Document() = default;
 
-void Document::OpenToRead(const fs::path& file) {
+/// The outline database's own Open keeps the reason of a failure to itself; this one throws it.
+void Document::OpenOrThrow(const fs::path& file, unsigned int mode) {
   const sys::LibraryName libraryName(file);
-  WhileReading(name_, PlaceOfOpening, [&] {
-    CDatabase::Open(libraryName.get(), CFile::modeRead | CFile::shareDenyWrite);
-  });
+  CDatabase::Open(libraryName.get(), mode);  // NOLINT(bugprone-parent-virtual-call)
+}
+
+void Document::OpenToRead(const fs::path& file) {
+  WhileReading(name_, PlaceOfOpening,
+               [&] { OpenOrThrow(file, CFile::modeRead | CFile::shareDenyWrite); });
 }
 
 void Document::CreateNew(const fs::path& file) {
-  const sys::LibraryName libraryName(file);
   WhileWriting(name_, [&] {
-    CDatabase::Open(libraryName.get(),
-                    CFile::modeCreate | CFile::modeReadWrite | CFile::shareExclusive);
+    OpenOrThrow(file, CFile::modeCreate | CFile::modeReadWrite | CFile::shareExclusive);
     InitNewDatabase();
   });
 }

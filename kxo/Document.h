@@ -19,6 +19,8 @@ class Document : public kx_gen::COutlineDB {
  public:
   /// `name` is the file as messages call it.
   explicit Document(std::string name);
+  Document(const Document&) = delete;
+  Document& operator=(const Document&) = delete;
   ~Document() override;
 
   /// Opens for reading, while others may read too; never writes. Reads the header table.
@@ -51,6 +53,7 @@ class Document : public kx_gen::COutlineDB {
   const std::string& GetName() const { return name_; }
 
  private:
+  void OpenOrThrow(const std::filesystem::path& file, unsigned int mode);
   void ReadOneHeader(unsigned short id);
   Item ReadItem(size_t index, unsigned& level);
   std::string PlaceOfHeader(unsigned short id);

@@ -46,7 +46,7 @@ void Session::Enter(const fs::path& folder) {
 
 fs::path Session::Absolute(const std::string& name) const {
   if (name.empty()) throw Failure(kExitSystem, "a file name is empty; name a file");
-  const fs::path path = PathOf(name);
+  fs::path path = PathOf(name);
   if (path.is_absolute()) return path;
   if (start_.empty()) {
     throw FileFailure(kExitSystem, name, "the current folder is gone", "give an absolute path");
@@ -56,7 +56,7 @@ fs::path Session::Absolute(const std::string& name) const {
 
 fs::path Session::ExistingFile(const std::string& name) const {
   std::error_code error;
-  const fs::path path = fs::canonical(Absolute(name), error);
+  fs::path path = fs::canonical(Absolute(name), error);
   if (error == std::errc::no_such_file_or_directory) {
     throw FileFailure(kExitSystem, name, "there is no such file", "check the name");
   }

@@ -16,6 +16,7 @@
 namespace kxo {
 namespace {
 
+// NOLINTNEXTLINE(misc-unused-using-decls): the check does not see literals
 using std::string_view_literals::operator""sv;
 
 constexpr std::array kCheckAttributes = {"_status"sv, "_complete"sv, "complete"sv, "checked"sv};
@@ -196,7 +197,7 @@ bool OpmlReader::ReadCheckMark(const pugi::xml_node& headline) {
     if (attribute) found.emplace_back(attribute, TruthOf(attribute.value()));
   }
   const bool checked = std::any_of(found.begin(), found.end(),
-                                   [](const auto& entry) { return entry.second == true; });
+                                   [](const auto& entry) { return entry.second.value_or(false); });
   for (const auto& [attribute, truth] : found) {
     if (truth != checked) {
       notes_.CountAttribute(std::string(attribute.name()) + "=\"" + attribute.value() + "\"");

@@ -13,6 +13,7 @@
 namespace kxo {
 namespace {
 
+// NOLINTNEXTLINE(misc-unused-using-decls): the check does not see literals
 using std::string_view_literals::operator""sv;
 
 constexpr size_t kNowhere = std::string_view::npos;
@@ -213,7 +214,7 @@ bool IsCharacterNumber(std::string_view digits) {
   if (digits.empty()) return false;
   uint32_t value = 0;
   for (const char c : digits) {
-    const size_t digit = "0123456789abcdef"sv.find(LowerCase({&c, 1}));
+    const size_t digit = "0123456789abcdef"sv.find(LowerCase(std::string_view(&c, 1)));
     if (digit >= (hex ? 16u : 10u)) return false;
     value = std::min<uint32_t>(value * (hex ? 16 : 10) + static_cast<uint32_t>(digit), 0x110000);
   }
@@ -253,7 +254,7 @@ void CheckCharacters(const std::string& name, const std::string& utf8) {
   }
   ReferenceWalk walk(utf8);
   for (size_t pos = walk.Next(); pos != kNowhere; pos = walk.Next()) {
-    if (!IsReference(std::string_view(utf8).substr(pos, kLongestReference))) {
+    if (!IsReference(utf8.substr(pos, kLongestReference))) {
       FailAtCharacter(name, utf8, pos, "this & begins no reference that XML knows",
                       "write &amp; for a plain &");
     }

@@ -7,7 +7,6 @@
 namespace kxo_test {
 namespace {
 
-namespace fs = std::filesystem;
 namespace format = kx_gen::format;
 
 using ::testing::AnyOf;

@@ -8,6 +8,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
+// NOLINTNEXTLINE(misc-unused-using-decls): the check does not see literals
 using std::string_literals::operator""s;
 
 class Encodings : public ToolTest {
@@ -30,7 +31,7 @@ std::string Headline(const std::string& text) {
 }
 
 std::string Labelled(const std::string& encoding, const std::string& text) {
-  return "<?xml version=\"1.0\" encoding=\"" + encoding + "\"?>" + Headline(text);
+  return R"(<?xml version="1.0" encoding=")" + encoding + "\"?>" + Headline(text);
 }
 
 std::string Utf16(const std::u16string& text, bool bigEndian) {
@@ -56,7 +57,7 @@ TEST_F(Encodings, Utf8IsReadWithAndWithoutMarkAndLabel) {
 }
 
 TEST_F(Encodings, Utf16IsReadInBothOrders) {
-  const std::u16string file = Wide("<?xml version=\"1.0\" encoding=\"UTF-16\"?>") +
+  const std::u16string file = Wide(R"(<?xml version="1.0" encoding="UTF-16"?>)") +
                               Wide("<opml><body><outline text=\"") + u"h\u00E9ron \U0001F426" +
                               Wide("\"/></body></opml>");
   for (const bool bigEndian : {false, true}) {

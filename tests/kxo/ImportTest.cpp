@@ -99,7 +99,7 @@ TEST_F(Import, AnEmptyBodyGivesADocumentWithoutItems) {
 }
 
 TEST_F(Import, LineBreaksInTextsAndNotesSurvive) {
-  ToolTest::Import(Opml("<outline text=\"a&#10;b\" _note=\"1&#xD;&#xA;2&#9;3\"/>"));
+  ToolTest::Import(Opml(R"(<outline text="a&#10;b" _note="1&#xD;&#xA;2&#9;3"/>)"));
   const StoredDocument document = ReadDocument();
   ASSERT_EQ(document.rows.size(), 1u);
   EXPECT_EQ(document.rows[0].text, L"a\nb");
@@ -138,12 +138,12 @@ TEST_F(Import, TruthIsUnderstoodInManyWords) {
   std::string body;
   for (const char* word : {"true", "checked", "1", "yes", "on", "x", "done", "complete",
                            "completed", "TRUE", " Yes "}) {
-    body += std::string("<outline text=\"t\" checked=\"") + word + "\"/>";
+    body += std::string(R"(<outline text="t" checked=")") + word + "\"/>";
   }
   EXPECT_EQ(CheckMarks(body), std::vector<bool>(11, true));
   body.clear();
   for (const char* word : {"false", "unchecked", "0", "no", "off", "none", "todo", ""}) {
-    body += std::string("<outline text=\"t\" checked=\"") + word + "\"/>";
+    body += std::string(R"(<outline text="t" checked=")") + word + "\"/>";
   }
   EXPECT_EQ(CheckMarks(body), std::vector<bool>(8, false));
   EXPECT_EQ(err_, "kxo: in.kxo: written, 8 items\n");
@@ -276,7 +276,7 @@ TEST_F(Import, TenThousandItemsTakeTheirPlaces) {
     body += "<outline text=\"part " + std::to_string(i) + "\">";
     for (int j = 0; j < 99; ++j) {
       body += "<outline text=\"item " + std::to_string(i) + "." + std::to_string(j) +
-              "\" _note=\"note\"/>";
+              R"(" _note="note"/>)";
     }
     body += "</outline>";
     lines += (i == 0 ? "" : ",") + std::to_string(i * 100 + 1);

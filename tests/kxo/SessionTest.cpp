@@ -9,8 +9,6 @@ namespace {
 namespace fs = std::filesystem;
 
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 
 class Session : public ToolTest {
  protected:

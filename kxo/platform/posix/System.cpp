@@ -102,7 +102,8 @@ Converted Converter::Convert(std::string_view bytes) {
   constexpr size_t kPieceSize = 65536;
   const auto piece = std::make_unique<std::array<char, kPieceSize>>();
   Converted converted;
-  char* in = const_cast<char*>(bytes.data());  // iconv does not write there
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): iconv does not write there
+  char* in = const_cast<char*>(bytes.data());
   size_t inLeft = bytes.size();
   bool flushing = false;  // encodings with shift states may have an end to write
   while (true) {
