@@ -82,7 +82,8 @@ class KX_API CSharedHeader : public CTaggedDataHeader {
   void SetPrivate(bool isPrivate);
   bool GetPrivateTagChanged();
   void SetPrivateTagChanged(bool changed);
-  // Ten bytes of the application's own. Into a null pointer nothing is read.
+  // Ten bytes of the application's own. Nothing is read into a null pointer; storing one is
+  // asserted and changes nothing.
   void getNumbering(unsigned char* const tenBytes);
   void setNumbering(unsigned char* const tenBytes);
   bool getNumberingChanged();
@@ -149,7 +150,7 @@ class KX_API CPrivateOutlineHeader : public CTaggedDataHeader {
   void SetSelectedIndex(unsigned long index);
   unsigned long GetTopIndex();
   void SetTopIndex(unsigned long index);
-  // Into a null pointer nothing is read; storing one stores zeros.
+  // Nothing is read into a null pointer; storing one is asserted and changes nothing.
   void GetStoredWndPos(TStoredWindowPos* pos);
   void SetStoredWndPos(TStoredWindowPos* pos);
   void GetStoredFontInfo(TStoredFontInfo* font);
