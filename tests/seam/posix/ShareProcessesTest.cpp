@@ -165,6 +165,38 @@ TEST_F(ShareProcessesTest, RacingExclusiveOpeningsNeverBothSucceed) {
   EXPECT_GT((*race).openings, 0);
 }
 
+/// Leaves the gate shut to all, and time for the others around every other step.
+int refuseGateAndPause(kx_posix::SystemCall call, size_t*) {
+  if (call == kx_posix::SystemCall::kGate) return ENOLCK;
+  std::this_thread::sleep_for(std::chrono::microseconds(20));
+  return 0;
+}
+
+TEST_F(ShareProcessesTest, RacingOpeningsWithoutTheGateNeverBothSucceed) {
+  makeFile("lock");
+  const SharedRace race;
+  runRace([&](int) {
+    kx_posix::SetCallHook(refuseGateAndPause);
+    openExclusively(*race, OPEN_EXISTING);
+  });
+  EXPECT_EQ(0, (*race).violations);
+  EXPECT_EQ(0, (*race).otherErrors);
+}
+
+TEST_F(ShareProcessesTest, RacingCreationsAndRemovalsWithoutTheGateNeverBothSucceed) {
+  const SharedRace race;
+  runRace([&](int i) {
+    kx_posix::SetCallHook(refuseGateAndPause);
+    if (i % 3 == 2) {
+      DeleteFileW(L"lock");
+    } else {
+      openExclusively(*race, i % 2 == 0 ? CREATE_ALWAYS : OPEN_ALWAYS);
+    }
+  });
+  EXPECT_EQ(0, (*race).violations);
+  EXPECT_GT((*race).openings, 0);
+}
+
 TEST_F(ShareProcessesTest, RacingCreationsAndRemovalsNeverBothSucceed) {
   const SharedRace race;
   runRace([&](int i) {
