@@ -37,7 +37,8 @@ class KX_API COutlineRecord : public CDBRecord {
   /// what a bitmap needs; above all, its header's image size must not be 0.
   void SetDrawing(void* dib);
   /// A new bitmap handle with the drawing, for the caller to free with MemFree; its header's image
-  /// size is 0. Null when the drawing is damaged or memory ran out.
+  /// size is 0. Null when the drawing is damaged or memory ran out; throws message 16 when there is
+  /// none.
   void* GetDrawing();
   bool HasDrawing();
   void DeleteBitmap();
