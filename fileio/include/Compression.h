@@ -14,7 +14,7 @@ namespace kx_gen {
 /// Copies share the buffer, and the last one frees it.
 class KX_API CCompression {
  public:
-  CCompression();
+  CCompression();  ///< With a buffer of 64 KiB; asserts when memory ran out.
   CCompression(const CCompression& other);
   CCompression& operator=(const CCompression& other);
   ~CCompression();

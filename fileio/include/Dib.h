@@ -13,7 +13,7 @@ namespace kx_gen {
 
 // --- What a header tells ---
 
-KX_API long DIBWidth(const void* dib);
+KX_API long DIBWidth(const void* dib);   ///< In pixels.
 KX_API long DIBHeight(const void* dib);  ///< Negative: the rows stand from the top down.
 /// The entries of the colour table: as many as the header counts, or as the depth has.
 KX_API unsigned short DIBNumColors(const void* dib);
@@ -77,14 +77,15 @@ KX_API int DeleteGdiObject(void* object);
 /// A bitmap with its palette. Copies share both, and the last one frees them.
 class KX_API CDib {
  public:
-  CDib() = default;
+  CDib() = default;  ///< Without a bitmap.
   CDib(const CDib& other);
   CDib& operator=(const CDib& other);
   ~CDib();
 
+  // The handles stay this object's; null when there is none.
   void* GetHDIB() const;
   HPALETTE GetPalette() const;
-  SIZE GetSize() const { return size_; }
+  SIZE GetSize() const { return size_; }  ///< In pixels, as `InitDIBData` read it.
 
   /// Takes a copy by MemDuplicate, whose last 4 bytes are zero, in place of the present bitmap.
   /// Throws as `InitDIBData` does.
