@@ -1,6 +1,6 @@
 // The pages under docs/ say what is: their hex stands in the files, what they name exists.
+#include <algorithm>
 #include <cctype>
-#include <fstream>
 #include <regex>
 #include <set>
 #include <sstream>
@@ -147,7 +147,7 @@ TEST_P(FormatPageTest, EveryConstantThatItNamesIsInTheFormatHeader) {
   const std::set<std::string> names =
       matchesIn(textOf(docsFolder() / GetParam()), "`(k[A-Z]\\w*)`");
   ASSERT_FALSE(names.empty());
-  const std::set<std::string> defined = matchesIn(header, "\\b(k[A-Z]\\w*)\\b");
+  const std::set<std::string> defined = matchesIn(header, R"(\b(k[A-Z]\w*)\b)");
   for (const std::string& name : names) EXPECT_EQ(defined.count(name), 1u) << name;
 }
 
@@ -176,7 +176,7 @@ TEST(DocsTest, TheDrawingPageWalksThroughAWholeCodedBlock) {
 
 TEST(DocsTest, EveryLinkLeadsToAFileAndAHeading) {
   for (const fs::path& page : pages()) {
-    for (const std::string& link : matchesIn(textOf(page), "\\]\\(([^)]+)\\)")) {
+    for (const std::string& link : matchesIn(textOf(page), R"re(\]\(([^)]+)\))re")) {
       if (link.rfind("http", 0) == 0) continue;
       const size_t hash = std::min(link.find('#'), link.size());
       const fs::path target = hash == 0 ? page : page.parent_path() / link.substr(0, hash);
