@@ -17,6 +17,10 @@ endif()
 
 add_library(kx_options INTERFACE)
 target_compile_options(kx_options INTERFACE -Wall -Wextra -Wpedantic -Werror)
+# When it optimises, GCC 12 takes joining a literal and a std::string for overlapping copies.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+  target_compile_options(kx_options INTERFACE -Wno-restrict)
+endif()
 # Lengths beyond 2 GiB and times beyond 2038 also where the system's own types have 32 bits.
 target_compile_definitions(kx_options INTERFACE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
 if(KX_SANITIZE)

@@ -36,7 +36,10 @@ std::string Hex(unsigned long number, int digits) {
 
 std::string Join(std::initializer_list<long> numbers) {
   std::string text;
-  for (const long number : numbers) text += (text.empty() ? "" : ", ") + std::to_string(number);
+  for (const long number : numbers) {
+    text += text.empty() ? "" : ", ";
+    text += std::to_string(number);
+  }
   return text;
 }
 
@@ -168,7 +171,10 @@ std::string NumberingOf(Document& document) {
   std::array<unsigned char, format::kNumberingSize> numbering{};
   document.getNumbering(numbering.data());
   std::string text;
-  for (const unsigned char byte : numbering) text += (text.empty() ? "" : " ") + Hex(byte, 2);
+  for (const unsigned char byte : numbering) {
+    text += text.empty() ? "" : " ";
+    text += Hex(byte, 2);
+  }
   return text;
 }
 
@@ -240,7 +246,8 @@ void ListDeletedIds(Document& document, Listing& listing) {
   const kx_gen::CDeletedThoughts& deleted = document.GetDeletedThoughts();
   std::string ids;
   for (size_t i = 0; i < deleted.GetCount(); ++i) {
-    ids += (i == 0 ? ": " : ", ") + Number(deleted.GetId(i));
+    ids += i == 0 ? ": " : ", ";
+    ids += Number(deleted.GetId(i));
   }
   listing.Section("Deleted ids");
   listing.Add("ids", Number(deleted.GetCount()) + ids);
