@@ -124,6 +124,8 @@ CConduitHeader* CDatabase::GetConduitHeader() {
 
 void CDatabase::WriteAllHeaders() {
   const bool hasTable = getFirstRowStartPosWriting() != format::kHeaderTablePos;
+  // A header that does not fit must be found before anything of the file is changed.
+  if (hasTable) headerManager_.CheckAllFit(*this);
   WindowScope window(*this);
   WriteDbInfo();
   if (hasTable) headerManager_.WriteAll(*this);

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <limits>
 #include <new>
 
 #include "KxLittleEndian.h"
@@ -235,6 +236,14 @@ unsigned long CFileStream::GetLength() {
   CFile* file = fileForSystem(kLineGetLength);
   if (file == nullptr) throwMoveWithoutFile();
   return file->GetLength();
+}
+
+uint64_t CFileStream::GetBytesLeft() {
+  if (window_ != nullptr) return window_->bytesLeft();
+  if (!IsOpen()) return std::numeric_limits<uint64_t>::max();
+  const uint64_t length = file_->GetLength();
+  const uint64_t position = file_->GetPosition();
+  return length > position ? length - position : 0;
 }
 
 unsigned int CFileStream::GetFileHandle() {

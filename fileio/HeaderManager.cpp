@@ -267,10 +267,14 @@ void CHeaderManager::WriteHeadersInfo(CFileStream& stream, HeaderList& list) {
   }
 }
 
-void CHeaderManager::WriteAll(CFileStream& stream) {
+void CHeaderManager::CheckAllFit(CFileStream& stream) {
   shrinkCutSlots(stream);
   checkAllFit(readList_);
   checkAllFit(registered_);
+}
+
+void CHeaderManager::WriteAll(CFileStream& stream) {
+  CheckAllFit(stream);
   Write(stream);
   stream.Seek(static_cast<long>(tablePos_ + GetWriteHeaderBlockSize()), 0);
   WriteAll(stream, readList_);

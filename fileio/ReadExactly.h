@@ -1,6 +1,8 @@
 // Reading what must be there.
 #pragma once
 
+#include <limits>
+
 #include "FileStream.h"
 #include "TagAccess.h"
 #include "Throw.h"
@@ -14,17 +16,20 @@ inline void readExactly(CFileStream& stream, void* dst, unsigned int count, Sour
   throwTraced(where.file, where.line, kMsgReadError, numberOf(kMsgReadError));
 }
 
-/// Lengths up to this are allocated as they stand in the file; larger ones are compared first with
-/// the bytes that are left.
+/// Lengths that a memory file, which does not tell how much it has left, is trusted with.
 constexpr uint32_t kTrustedLength = 64 * 1024;
 
 /// How many of `wanted` bytes to allocate and ask for: all of them, or one more than the file has
 /// left, which makes the read fail as it must.
 inline uint32_t justified(CFileStream& stream, uint32_t wanted) {
-  if (wanted <= kTrustedLength) return wanted;
-  const uint64_t length = stream.GetLength();
-  const uint64_t position = stream.GetPosition();
-  const uint64_t left = length > position ? length - position : 0;
+  uint64_t left = stream.GetBytesLeft();
+  const bool tells = left != std::numeric_limits<uint64_t>::max();
+  if (!tells && wanted <= kTrustedLength) return wanted;
+  if (!tells) {
+    const uint64_t length = stream.GetLength();
+    const uint64_t position = stream.GetPosition();
+    left = length > position ? length - position : 0;
+  }
   return wanted > left ? static_cast<uint32_t>(left + 1) : wanted;
 }
 

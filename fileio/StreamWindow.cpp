@@ -29,6 +29,14 @@ uint64_t StreamWindow::position() {
   return base_ + at_;
 }
 
+uint64_t StreamWindow::bytesLeft() {
+  takeBack();
+  if (writing_) flushPending();
+  if (length_ == 0) length_ = file_.GetLength();
+  const uint64_t length = std::max(length_, base_ + used_);
+  return length > position() ? length - position() : 0;
+}
+
 void StreamWindow::lend() {
   sync();
   lent_ = true;

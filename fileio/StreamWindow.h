@@ -22,6 +22,8 @@ class StreamWindow {
   uint64_t position();
   /// Whether that is known to be the logical position.
   bool isAt(uint64_t position) const;
+  /// From the logical position to the end of the file.
+  uint64_t bytesLeft();
   /// Brings the file to the logical position, with nothing pending.
   void sync();
   /// As `sync`, for somebody who may move the file: wherever it then stands is the logical position

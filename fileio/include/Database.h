@@ -88,7 +88,13 @@ class KX_API CDatabase : public CFileStream {
   /// As last read; the kind's own until then.
   unsigned long GetVersionNum() const { return dbInfo_.version; }
   unsigned long GetRowCount() const { return dbInfo_.rowCount; }  ///< As last read or written.
-  CHeaderManager& GetHeaderManager() { return headerManager_; }   ///< Headers and slots.
+  /// Keeps a copy of `text` and returns it, valid until the next call: for interfaces that hand
+  /// out plain pointers.
+  const wchar_t* KeepText(const _String& text) {
+    keptText_ = text;
+    return keptText_;
+  }
+  CHeaderManager& GetHeaderManager() { return headerManager_; }  ///< Headers and slots.
 
  protected:
   /// The kind's version: what new files get.
@@ -102,6 +108,7 @@ class KX_API CDatabase : public CFileStream {
   CHeaderManager headerManager_;
   TDatabaseInfo dbInfo_;
   uint16_t ownVersion_ = 0;
+  _String keptText_;
 };
 
 }  // namespace kx_gen

@@ -62,6 +62,9 @@ class KX_API CFileStream {
   void Flush();
   void SetLength(unsigned long length);
   unsigned long GetLength();
+  /// From the position to the end of the file, in bytes; all ones for a file that reports closed,
+  /// as memory files do. Logs nothing.
+  uint64_t GetBytesLeft();
   /// The system handle of the stream's own file, brought to the stream's position.
   unsigned int GetFileHandle();
 

@@ -63,6 +63,8 @@ class KX_API CHeaderManager : public CBaseObject {
   /// one whose slot the file does not have yet. Throws message 12 before the first byte.
   void WriteHeader(CFileStream& stream, unsigned short id);
   /// Table and every slot. All headers are checked before the first byte; message 12.
+  /// Throws message 12 when a header that `WriteAll` would write does not fit its slot.
+  void CheckAllFit(CFileStream& stream);
   void WriteAll(CFileStream& stream);
 
   // File offsets: of a slot (0xFFFFFFFF when the id is unknown) and behind the last slot; by the

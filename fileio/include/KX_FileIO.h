@@ -20,6 +20,7 @@
 #include "MemAPI.h"
 #include "OutlineDB.h"
 #include "OutlineRecord.h"
+#include "RV_FileIO.h"
 #include "Rowset.h"
 #include "TaggedDataHeader.h"
 #include "TaggedDataManager.h"

@@ -1,0 +1,75 @@
+// What every function of the flat interface does around the member that it calls.
+#pragma once
+
+#include <cstddef>
+#include <cwchar>
+#include <type_traits>
+
+#include "Exception.h"
+#include "KxString.h"
+#include "kx_assert.h"
+
+namespace kx_gen {
+namespace flat {
+
+constexpr char kSource[] = ".\\FlatInterface";
+enum : int {
+  kLineOutlineHandle = 31,
+  kLineDatabaseHandle = 32,
+  kLineRecordHandle = 33,
+  kLineOutlineRecordHandle = 34,
+  kLineCategoryHandle = 35,
+  kLineCategoryRecordHandle = 36,
+  kLineStringHandle = 37,
+  kLineRecordset = 38,
+};
+
+bool isGuarded();
+void clearError();
+/// Keeps number and text of `e` (null when memory ran out) for this thread and releases it.
+void keepError(CException* e);
+void keepOutOfMemory();
+
+/// Runs `call`. While the guard is on, what it throws is kept and a zero result returned.
+template <class Call>
+auto run(Call call) -> decltype(call()) {
+  if (!isGuarded()) return call();
+  clearError();
+  try {
+    return call();
+  } catch (CException* e) {
+    keepError(e);
+  } catch (const std::bad_alloc&) {
+    keepOutOfMemory();
+  }
+  return decltype(call())();
+}
+
+/// The object behind a handle as a `Wanted`; null, after an assertion, for a null handle and for
+/// one of another kind.
+template <class Wanted, class Base>
+Wanted* object(void* handle, int line) {
+  auto* base = static_cast<Base*>(handle);
+  Wanted* wanted = base != nullptr ? dynamic_cast<Wanted*>(base) : nullptr;
+  kx_Check(wanted != nullptr, kSource, line);
+  return wanted;
+}
+
+/// Runs `call` on the object, or answers zero when there is none.
+template <class Object, class Call>
+auto onObject(Object* target, Call call) -> decltype(call(*target)) {
+  using Result = decltype(call(*target));
+  return run([&]() -> Result { return target != nullptr ? call(*target) : Result(); });
+}
+
+/// Copies a text with its terminator into `buffer`, unless that is null; the text's length.
+inline unsigned long copyOut(const _String& text, wchar_t* buffer) {
+  const size_t length = std::wcslen(text.c_str());
+  if (buffer != nullptr) std::wmemcpy(buffer, text.c_str(), length + 1);
+  return static_cast<unsigned long>(length);
+}
+
+inline int truth(bool value) { return value ? 1 : 0; }
+
+}  // namespace flat
+}  // namespace kx_gen
