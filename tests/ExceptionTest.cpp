@@ -21,7 +21,6 @@ using kx_test::logLines;
 using kx_test::Thrown;
 using kx_test::thrownBy;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 
 constexpr char kSource[] = "Exception";
@@ -40,8 +39,8 @@ constexpr const wchar_t* kMessages[] = {
     L"File IO",
     L"Out of memory",
     L"The default header size is less than the Header object",
-    L"The db check code is different. This is not a .kxo file. Perhaps you renamed it from a "
-    L".kxo.pdb file? That won't work. ",
+    (L"The db check code is different. This is not a .kxo file. Perhaps you renamed it from a "
+     L".kxo.pdb file? That won't work. "),
     L"The recorded header size is bigger than the default header size",
     L"Data corruption error",
     L"Data class not found error",
@@ -53,8 +52,8 @@ constexpr const wchar_t* kMessages[] = {
     L"The image is too big",
     L"Cannot load DIB",
     L"Can not save DIB",
-    L"The memory outline database version is not correct. Please contact Pellworth technical "
-    L"support!",
+    (L"The memory outline database version is not correct. Please contact Pellworth technical "
+     L"support!"),
 };
 constexpr unsigned long kMessageCount = std::size(kMessages);
 static_assert(kMessageCount == 25);

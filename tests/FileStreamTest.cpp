@@ -38,7 +38,6 @@ using testing::SizeIs;
 constexpr char kSource[] = "FileStream";
 constexpr unsigned int kReadOnly = CFile::modeRead;
 constexpr unsigned int kReadWrite = CFile::modeReadWrite;
-constexpr unsigned int kCreate = CFile::modeReadWrite | CFile::modeCreate;
 constexpr unsigned int kNoHandle = 0xFFFFFFFF;
 
 std::string asserted(int line) { return assertionLine(kSource, line); }
@@ -292,12 +291,18 @@ struct IsWritable<Value,
                   std::void_t<decltype(std::declval<CFileStream&>() << std::declval<Value>())>>
     : std::true_type {};
 
-static_assert(!IsWritable<const wchar_t*>::value && !IsWritable<wchar_t*>::value);
-static_assert(!IsWritable<const char*>::value && !IsWritable<char*>::value);
-static_assert(!IsWritable<const wchar_t (&)[5]>::value && !IsWritable<wchar_t (&)[5]>::value);
-static_assert(!IsWritable<const char (&)[5]>::value && !IsWritable<char (&)[5]>::value);
-static_assert(IsWritable<_String&>::value && IsWritable<const _String&>::value);
-static_assert(IsWritable<int>::value && IsWritable<void*>::value && IsWritable<bool>::value);
+static_assert(!IsWritable<const wchar_t*>::value);
+static_assert(!IsWritable<wchar_t*>::value);
+static_assert(!IsWritable<const char*>::value);
+static_assert(!IsWritable<char*>::value);
+static_assert(!IsWritable<const wchar_t (&)[5]>::value, "L\"text\"");
+static_assert(!IsWritable<wchar_t (&)[5]>::value);
+static_assert(!IsWritable<const char (&)[5]>::value, "\"text\"");
+static_assert(!IsWritable<char (&)[5]>::value);
+static_assert(IsWritable<_String&>::value);
+static_assert(IsWritable<const _String&>::value);
+static_assert(IsWritable<int>::value);
+static_assert(IsWritable<void*>::value);
 
 // --- Strings ---
 
@@ -308,7 +313,7 @@ std::string writtenText(const std::wstring& text, size_t writes) {
   string = text;
   EXPECT_EQ(&(stream << string), &stream);
   EXPECT_THAT(file.transfers, SizeIs(writes));
-  const std::string hex = toHex(file.bytes);
+  std::string hex = toHex(file.bytes);
   const _String& constant = string;
   file.bytes.clear();
   file.position = 0;
@@ -791,7 +796,7 @@ constexpr Operation kMoves[] = {
 Thrown withoutFile(const Operation& operation) {
   clearLog();
   CFileStream stream;
-  const Thrown thrown = thrownBy([&] { operation.run(stream); });
+  Thrown thrown = thrownBy([&] { operation.run(stream); });
   const std::vector<std::string> lines = logLines();
   EXPECT_GE(lines.size(), 2u) << operation.name;
   if (lines.size() < 2) return thrown;

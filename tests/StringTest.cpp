@@ -163,9 +163,9 @@ TEST_F(StringTest, NarrowTextIsAssignedWhole) {
 // Runs the test's calls in a locale and goes back to the one before.
 class LocaleScope {
  public:
-  explicit LocaleScope(const char* name) : before_(std::setlocale(LC_CTYPE, nullptr)) {
-    isSet_ = std::setlocale(LC_CTYPE, name) != nullptr;
-  }
+  explicit LocaleScope(const char* name)
+      : before_(std::setlocale(LC_CTYPE, nullptr)),
+        isSet_(std::setlocale(LC_CTYPE, name) != nullptr) {}
   LocaleScope(const LocaleScope&) = delete;
   LocaleScope& operator=(const LocaleScope&) = delete;
   ~LocaleScope() { std::setlocale(LC_CTYPE, before_.c_str()); }
@@ -173,7 +173,7 @@ class LocaleScope {
 
  private:
   std::string before_;
-  bool isSet_ = false;
+  bool isSet_;
 };
 
 // What the C runtime makes of a narrow text; the text before where it refuses.
@@ -412,7 +412,7 @@ TEST_F(StringTest, TextsAreComparedUpToTheirFirstNull) {
 }
 
 TEST_F(StringTest, OtherTextsDiffer) {
-  EXPECT_TRUE(_String(L"") == _String());
+  EXPECT_TRUE(_String(L"") == text_);
   EXPECT_FALSE(_String(L"a") == _String(L"A"));
   EXPECT_FALSE(_String(L"a") == _String(L"ab"));
   EXPECT_TRUE(_String(L"ab") != _String(L"a"));

@@ -187,6 +187,7 @@ TEST_F(TraceTest, LinesOfSeveralThreadsStayWhole) {
   constexpr int kLines = 100;
   KX_Trace(L"start");
   std::vector<std::thread> threads;
+  threads.reserve(kThreads);
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([t] {
       for (int i = 0; i < kLines; ++i) KX_Trace(L"thread %d line %d %s", t, i, L"end");
