@@ -11,7 +11,6 @@ namespace {
 
 using kx_test::assertionLine;
 using kx_test::logLines;
-using testing::ElementsAre;
 
 // Takes one quit message from the calling thread's queue; its exit code, or -1 without one.
 int takeQuit() {
