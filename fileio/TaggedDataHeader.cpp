@@ -78,6 +78,7 @@ constexpr unsigned char kShowCheckedItemsDefault = 1;
 constexpr unsigned char kShowHeadingsModeDefault = 10;
 constexpr wchar_t kTitleDefault[] = L"Untitled";
 
+constexpr unsigned long kSlotSizeMax = std::numeric_limits<uint32_t>::max();
 constexpr size_t kOneTransferMax = 1u << 20;  // slots beyond this are padded in pieces
 
 constexpr uint32_t stringTag(uint8_t n) { return format::kStringTagBase + n; }
@@ -171,8 +172,9 @@ void CTaggedDataHeader::Read(CFileStream& stream, unsigned long slotSize) {
   }
   // The slot is what the block may grow into, unless the file only claims to have it.
   const uint32_t count = justified(stream, length);
-  const bool trusted = slotSize <= kTrustedLength;
-  const unsigned long capacity = trusted ? slotSize : std::max<unsigned long>(count, 1);
+  const auto room = static_cast<uint32_t>(slotSize - format::kSlotLengthSize);
+  const bool whole = slotSize <= kSlotSizeMax && justified(stream, room) == room;
+  const unsigned long capacity = whole ? slotSize : std::max<unsigned long>(count, 1);
   auto* block = static_cast<char*>(std::malloc(capacity));
   if (block == nullptr) {
     throwTraced(kSource, kLineReadMemory, kMsgOutOfMemory, numberOf(kMsgOutOfMemory));

@@ -630,6 +630,20 @@ TEST_F(HeaderManagerTest, ARecordedSlotTooSmallForTheHeaderThrowsMessage12) {
             file.hex());
 }
 
+TEST_F(HeaderManagerTest, AHeaderOfTheFileThatOutgrewItsSlotKeepsAllOthersUnwritten) {
+  OpenManager manager;
+  manager.add(1, 30, "changed");
+  manager.add(3, 60, std::string(50, 'x'));
+  manager.SetReportSizeProblem(0);
+  const Bytes before =
+      join({front(), headerTable({{1, 30}, {3, 50}}), slot(30, value("one")), zeros(50)});
+  DiskFile file(path(L"headers"), before);
+  manager.Read(file.stream());
+  EXPECT_TRUE(thrownBy([&] { manager.WriteAll(file.stream()); }).is(Thrown::kException, 12, 11));
+  EXPECT_EQ(0, manager.tablesWritten);
+  EXPECT_EQ(toHex(before), file.hex());
+}
+
 // --- Single headers ---
 
 TEST_F(HeaderManagerTest, ReadingAHeaderAddsTheFieldsThatItLacks) {

@@ -214,6 +214,8 @@ TEST_F(NarrowTextTest, InvalidUtf8IsReadInTheCodePage) {
   EXPECT_EQ(L"\u00F0\u20AC\u20AC\u00AF", decoded(fromHex("F0 80 80 AF")));
   EXPECT_EQ(L"\u00F4\x90\u20AC\u20AC", decoded(fromHex("F4 90 80 80")));  // beyond Unicode
   EXPECT_EQ(L"\u00F5\u20AC\u20AC\u20AC", decoded(fromHex("F5 80 80 80")));
+  // A pair of surrogates takes four bytes; its halves in three each are no text of ours.
+  EXPECT_EQ(L"\u00ED\u00A0\u00BD\u00ED\u00B8\u20AC", decoded(fromHex("ED A0 BD ED B8 80")));
   EXPECT_EQ(L"\u00C3a\u00A9", decoded(fromHex("C3 61 A9")));
   EXPECT_EQ(L"\u00FE\u00FF", decoded(fromHex("FE FF")));
 }

@@ -64,7 +64,7 @@ TEST_F(RecordsetTest, MovingWhatIsNotThereOrBeforeItselfKeepsTheRows) {
   CDBRecordset set;
   fill(set, 3);
   std::vector<CDBRecord*> rows(set.begin(), set.end());
-  set.MoveBefore(rows[2], rows[2]);
+  set.MoveBefore(rows[1], rows[1]);
   set.MoveBefore(nullptr, rows[0]);
   EXPECT_THAT(rows, ElementsAre(set.getRecord(0), set.getRecord(1), set.getRecord(2)));
 }

@@ -249,6 +249,9 @@ TEST_F(TaggedDataHeaderTest, AReadHeaderHasTheCapacityOfItsSlot) {
   EXPECT_EQ(255u, fieldsOf(header.getTaggedDataManager()).block);
   fill(header, 3000);
   EXPECT_EQ(3000ul, sizeOf(header));
+  DiskFile large(path(L"large"), slot(100000, tag(5, bytesOf("abc"))));
+  header.Read(large.stream(), 100000);
+  EXPECT_EQ(100000u, fieldsOf(header.getTaggedDataManager()).capacity);
 }
 
 TEST_F(TaggedDataHeaderTest, AnEmptySlotGivesAnEmptyHeader) {

@@ -1,0 +1,20 @@
+/// Makes large requests to `malloc` fail, in this program only.
+#pragma once
+
+#include <cstddef>
+
+namespace kx_seam {
+
+/// While one of these lives, requests of the thread that made it for more than `largest` bytes
+/// fail.
+class LargestRequest {
+ public:
+  explicit LargestRequest(size_t largest);
+  LargestRequest(const LargestRequest&) = delete;
+  LargestRequest& operator=(const LargestRequest&) = delete;
+  ~LargestRequest();
+  /// The bytes of the largest request since then, granted or not.
+  size_t asked() const;
+};
+
+}  // namespace kx_seam
