@@ -25,9 +25,9 @@ enum : int {
 
 CDatabase::CDatabase(bool createRecordset)
     : headerManager_(format::kHeaderTablePos), dbInfo_{format::kCheckCode, 0, 0} {
-  if (createRecordset) CDatabase::CreateRecordset();
   headerManager_.RegisterHeader({format::kConduitHeaderId, format::kConduitHeaderSize},
                                 new CConduitHeader);
+  if (createRecordset) CDatabase::CreateRecordset();  // last: a constructor that fails frees no set
 }
 
 CDatabase::~CDatabase() {

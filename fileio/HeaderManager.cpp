@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <memory>
 
 #include "ReadExactly.h"
 #include "TagAccess.h"
@@ -56,6 +57,13 @@ std::vector<unsigned char> readableBytes(CFileStream& stream, long pos, unsigned
   return bytes;
 }
 
+// The entry is made before its place: neither is left alone when memory runs out.
+void append(CHeaderManager::HeaderList& list, const THeaderRecord& record) {
+  std::unique_ptr<THeaderInfo> info(new THeaderInfo{record, nullptr, false, {}});
+  list.push_back(info.get());
+  static_cast<void>(info.release());
+}
+
 [[noreturn]] void throwSizeChanged(int line) {
   throwTraced(kSource, line, kMsgHeaderSizeChanged, numberOf(kMsgHeaderSizeChanged));
 }
@@ -83,16 +91,16 @@ CHeaderManager::iterator CHeaderManager::Find(HeaderList& list, unsigned short i
 }
 
 void CHeaderManager::AddHeader(HeaderList& list, const THeaderRecord& record) {
-  if (Find(list, record.id) != list.end()) return;
-  list.push_back(nullptr);
-  list.back() = new THeaderInfo{record, nullptr, false, {}};
+  if (Find(list, record.id) == list.end()) append(list, record);
 }
 
 void CHeaderManager::AddHeader(const THeaderRecord& record) { AddHeader(readList_, record); }
 
 void CHeaderManager::RegisterHeader(const THeaderRecord& record, CTaggedDataHeader* header) {
   kx_Check(header != nullptr, kSource, kLineRegisterNull);
+  std::unique_ptr<CTaggedDataHeader> owner(header);
   AddHeader(registered_, record);
+  static_cast<void>(owner.release());
   THeaderInfo* last = registered_.back();
   CTaggedDataHeader* replaced = last->header;
   last->header = header;
@@ -154,8 +162,7 @@ void CHeaderManager::readTable(CFileStream& stream) {
     const THeaderRecord record = {getLe16(at), getLe32(at + 2)};
     if (seen[record.id]) continue;
     seen[record.id] = true;
-    readList_.push_back(nullptr);
-    readList_.back() = new THeaderInfo{record, nullptr, false, {}};
+    append(readList_, record);
   }
 }
 

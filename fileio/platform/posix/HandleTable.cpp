@@ -4,6 +4,7 @@
 
 #include <climits>
 #include <mutex>
+#include <new>
 #include <unordered_map>
 
 #include "Errors.h"
@@ -11,14 +12,16 @@
 namespace kx_posix {
 namespace {
 
-/// Never destroyed: files of static life are closed after the library's own statics are gone.
+/// Never destroyed: files of static life are closed after the library's own statics are gone. In
+/// static storage: closing a file must not need memory, not even as the first thing done.
 struct Table {
   std::mutex mutex;
   std::unordered_map<int, HandleInfo> byDescriptor;
 };
 
 Table& TheTable() {
-  static auto* const table = new Table;
+  alignas(Table) static unsigned char storage[sizeof(Table)];
+  static auto* const table = new (storage) Table;
   return *table;
 }
 

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <list>
 #include <mutex>
+#include <new>
 #include <thread>
 
 namespace kx_posix {
@@ -100,7 +101,8 @@ Answer FindConflict(const Sharer& sharer) {
   return Answer::kNo;
 }
 
-/// The handles of this process on file systems that refuse the marks.
+/// The handles of this process on file systems that refuse the marks. In static storage and never
+/// destroyed: closing a file must need neither memory nor the library's statics.
 struct ProcessTable {
   struct Entry {
     int fd;
@@ -112,7 +114,8 @@ struct ProcessTable {
 };
 
 ProcessTable& TheProcessTable() {
-  static auto* const table = new ProcessTable;
+  alignas(ProcessTable) static unsigned char storage[sizeof(ProcessTable)];
+  static auto* const table = new (storage) ProcessTable;
   return *table;
 }
 
