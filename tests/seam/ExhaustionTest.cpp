@@ -9,6 +9,7 @@
 #include "FailingNew.h"
 #include "FileStream.h"
 #include "KxTest.h"
+#include "LimitedMalloc.h"
 
 namespace {
 
@@ -103,6 +104,17 @@ TEST_F(ExhaustionTest, WithoutMemoryAnExceptionGoesWithoutItsText) {
       EXPECT_NE(e.GetDescription(), nullptr);
     })) << allowed;
   }
+}
+
+TEST_F(ExhaustionTest, ATextThatCannotBeCopiedIsNone) {
+  const kx_seam::LargestRequest nothing(0);
+  const CException plain(L"text", 5);
+  EXPECT_STREQ(plain.GetDescription(), L"Unknown exception");
+  EXPECT_EQ(plain.GetErrNumber(), 5ul);
+  const CFileException file(2, 3, L"a.kxo");
+  EXPECT_EQ(file.GetFileName(), nullptr);
+  EXPECT_EQ(file.GetCause(), 2);
+  EXPECT_EQ(file.GetOsError(), 3);
 }
 
 TEST_F(ExhaustionTest, ANullPointerIsThrownInPlaceOfAnException) {

@@ -22,8 +22,9 @@ bool mayAllocate() {
   return false;
 }
 
+// Not from `malloc`, whose limits (LimitedMalloc.h) are not those of `new`.
 void* allocate(std::size_t size) noexcept {
-  return mayAllocate() ? std::malloc(size > 0 ? size : 1) : nullptr;
+  return mayAllocate() ? std::calloc(1, size > 0 ? size : 1) : nullptr;
 }
 
 void* allocateOrThrow(std::size_t size) {
