@@ -239,14 +239,14 @@ TEST_F(FileStreamTest, ValuesChainWithoutAnythingBetweenThem) {
             toHex(fromHex("61 FE FF 01 07 00 00 00 08 00 00 00 00 00 00 00 00 00 F0 3F")));
   disk.stream().SeekToBegin();
   char letter = 0;
-  short small = 0;
+  short tiny = 0;
   bool truth = false;
   int number = 0;
   unsigned long big = 0;
   double real = 0;
-  disk.stream() >> letter >> small >> truth >> number >> big >> real;
+  disk.stream() >> letter >> tiny >> truth >> number >> big >> real;
   EXPECT_EQ(letter, 'a');
-  EXPECT_EQ(small, -2);
+  EXPECT_EQ(tiny, -2);
   EXPECT_TRUE(truth);
   EXPECT_EQ(number, 7);
   EXPECT_EQ(big, 8ul);

@@ -228,9 +228,9 @@ TEST_F(StringTest, ElementsAreReadAndWritten) {
   text_[2u] = L'z';
   EXPECT_EQ(plain(text_), L"xbz");
   const size_t last = 2;
-  const unsigned char small = 1;
+  const unsigned char tiny = 1;
   EXPECT_EQ(text_[last], L'z');
-  EXPECT_EQ(constant[small], L'b');
+  EXPECT_EQ(constant[tiny], L'b');
   static_assert(std::is_same_v<decltype(text_[0]), wchar_t&>);
   static_assert(std::is_same_v<decltype(constant[0u]), const wchar_t&>);
 }
