@@ -116,7 +116,7 @@ TEST_F(BufferManagerTest, CopyAssignmentCopiesTheFieldsAndEditsTheSameSlot) {
 
 TEST_F(BufferManagerTest, DestroyingAManagerLeavesTheBytesToTheOwner) {
   fill("hello");
-  { const CBufferManager copy = manager_; }
+  EXPECT_EQ(data_, CBufferManager(manager_).get(0));
   EXPECT_EQ("hello", text());
 }
 

@@ -507,8 +507,8 @@ TEST_F(PrivateHeaderTest, CreateNewFieldsAddsTheHeadingsModeOnly) {
 TEST_F(PrivateHeaderTest, AnAbsentFieldThrowsMessage16WithItsPlace) {
   header_.FreeData();
   _String text;
-  TStoredWindowPos pos;
-  TStoredFontInfo font;
+  TStoredWindowPos pos = {};
+  TStoredFontInfo font = {};
   EXPECT_TRUE(isAbsentField(thrownBy([&] { header_.GetShowCheckedItems(); })));
   EXPECT_TRUE(isAbsentField(thrownBy([&] { header_.ShowCheckedItemsChanged(); })));
   EXPECT_TRUE(isAbsentField(thrownBy([&] { header_.setCheckedItemsChanged(true); })));
@@ -526,13 +526,13 @@ TEST_F(PrivateHeaderTest, AnAbsentFieldThrowsMessage16WithItsPlace) {
 TEST_F(PrivateHeaderTest, ShorterFieldsReadAsIfPaddedWithZeros) {
   setBlock(header_, join({tag(2, {1, 2}), tag(4, {9}), tag(5, {0xFF, 0xFF, 0xFF, 0xFF, 3})}));
   EXPECT_EQ(0x0201ul, header_.GetSelectedIndex());
-  TStoredWindowPos pos;
+  TStoredWindowPos pos = {};
   std::memset(&pos, 0x77, sizeof(pos));
   header_.GetStoredWndPos(&pos);
   EXPECT_EQ(9u, pos.flags);
   EXPECT_EQ(0u, pos.showCmd);
   EXPECT_EQ(0, pos.normalBottom);
-  TStoredFontInfo font;
+  TStoredFontInfo font = {};
   std::memset(&font, 0x77, sizeof(font));
   header_.GetStoredFontInfo(&font);
   EXPECT_EQ(-1, font.height);
@@ -543,8 +543,8 @@ TEST_F(PrivateHeaderTest, ShorterFieldsReadAsIfPaddedWithZeros) {
 
 TEST_F(PrivateHeaderTest, LongerFieldsThrowMessage17) {
   setBlock(header_, join({tag(1, {1, 0}), tag(2, zeros(5)), tag(4, zeros(41)), tag(5, zeros(29))}));
-  TStoredWindowPos pos;
-  TStoredFontInfo font;
+  TStoredWindowPos pos = {};
+  TStoredFontInfo font = {};
   EXPECT_TRUE(isTooLongField(thrownBy([&] { header_.GetShowCheckedItems(); })));
   EXPECT_TRUE(isTooLongField(thrownBy([&] { header_.GetSelectedIndex(); })));
   EXPECT_TRUE(isTooLongField(thrownBy([&] { header_.GetStoredWndPos(&pos); })));

@@ -14,7 +14,6 @@ using kx_test::assertionsOf;
 using kx_test::Bytes;
 using kx_test::bytesOf;
 using kx_test::clearLog;
-using kx_test::fromHex;
 using kx_test::join;
 using kx_test::narrow;
 using kx_test::nothingLogged;

@@ -369,10 +369,10 @@ TEST_F(TaggedDataHeaderTest, ACopyConstructedHeaderSharesTheBlock) {
 TEST_F(TaggedDataHeaderTest, TheCopyMayGoFirst) {
   CConduitHeader header;
   store(header, 5, "abc");
-  { const CConduitHeader copy(header); }
+  EXPECT_EQ(header.GetHeaderDataPtr(), CConduitHeader(header).GetHeaderDataPtr());
   EXPECT_EQ(toHex(tag(5, bytesOf("abc"))), toHex(blockOf(header)));
   const CConduitHeader empty;
-  { const CConduitHeader copy(empty); }
+  EXPECT_EQ(nullptr, CConduitHeader(empty).GetHeaderDataPtr());
 }
 
 TEST_F(TaggedDataHeaderTest, EmptyingOneOfTwoSharersLeavesTheBlockToTheOther) {

@@ -782,8 +782,8 @@ TEST_F(TaggedDataManagerTest, OtherCodesAreIgnored) {
 // --- Everything together ---
 
 struct ModelValue {
-  uint8_t version;
-  uint32_t flags;
+  uint8_t version = 0;
+  uint32_t flags = 0;
   Bytes data;
 };
 

@@ -98,7 +98,7 @@ struct BufferFields {
 
 inline BufferFields fieldsOf(const kx_gen::CBufferManager& manager) {
   static_assert(sizeof(manager) == sizeof(BufferFields), "four fields and nothing else");
-  BufferFields fields;
+  BufferFields fields = {};
   std::memcpy(&fields, &manager, sizeof(fields));
   return fields;
 }
