@@ -36,6 +36,11 @@ void keepError(CException* e) {
 
 void keepOutOfMemory() { keepError(nullptr); }
 
+void keepUnknown() {
+  lastError.failed = true;
+  lastError.error = CException();
+}
+
 }  // namespace flat
 }  // namespace kx_gen
 
@@ -58,7 +63,7 @@ unsigned long KX_FlatLastError(wchar_t* text, unsigned long capacity, unsigned l
 }
 
 RV_STR KX_StringCreate(void) {
-  return flat::run([]() -> RV_STR { return new _String; });
+  return flat::run([]() -> RV_STR { return flat::make<_String>(); });
 }
 
 const wchar_t* KX_StringText(RV_STR string) {
@@ -68,7 +73,9 @@ const wchar_t* KX_StringText(RV_STR string) {
   });
 }
 
-void KX_StringDelete(RV_STR string) { delete static_cast<_String*>(string); }
+void KX_StringDelete(RV_STR string) {
+  flat::run([&] { delete static_cast<_String*>(string); });
+}
 
 void KX_SetUnfiledCategoryName(const wchar_t* name) {
   flat::run([&] { kx_gen::CCategoryDB::setUnfiledCategoryName(name); });

@@ -3,6 +3,8 @@
 
 #include <cstddef>
 #include <cwchar>
+#include <exception>
+#include <new>
 #include <type_traits>
 
 #include "Exception.h"
@@ -29,6 +31,8 @@ void clearError();
 /// Keeps number and text of `e` (null when memory ran out) for this thread and releases it.
 void keepError(CException* e);
 void keepOutOfMemory();
+/// Keeps an error that nothing is known of.
+void keepUnknown();
 
 /// Runs `call`. While the guard is on, what it throws is kept and a zero result returned.
 template <class Call>
@@ -41,8 +45,21 @@ auto run(Call call) -> decltype(call()) {
     keepError(e);
   } catch (const std::bad_alloc&) {
     keepOutOfMemory();
+  } catch (const std::exception&) {
+    keepUnknown();
   }
   return decltype(call())();
+}
+
+/// A new object; null when memory ran out, which guarded callers learn as an error, too.
+template <class Object>
+Object* make() {
+  try {
+    return new Object;
+  } catch (const std::bad_alloc&) {
+    if (isGuarded()) keepOutOfMemory();
+    return nullptr;
+  }
 }
 
 /// The object behind a handle as a `Wanted`; null, after an assertion, for a null handle and for

@@ -62,7 +62,7 @@ CCategoryRecord* scanForName(CCategoryDB& db, const wchar_t* name) {
 
 RV_CAT RV_CreateCategoryDB(void) {
   return flat::run([]() -> RV_CAT {
-    CDatabase* db = new (std::nothrow) CCategoryDB;
+    CDatabase* db = flat::make<CCategoryDB>();
     return db;
   });
 }
@@ -160,7 +160,13 @@ void RV_UndeleteCategory(RV_CAT cat, RV_CREC rec, unsigned long time) {
 }
 
 void RV_GetCatCategoryName(RV_CAT cat, RV_CREC rec, _String& out) {
-  onCategories(cat, [&](CCategoryDB& db) { db.GetCategoryName(category(rec), out); });
+  // From C the reference is a pointer, which may be null.
+  _String* const name = &out;
+  onCategories(cat, [&](CCategoryDB& db) {
+    if (kx_Check(name != nullptr, flat::kSource, flat::kLineStringHandle)) {
+      db.GetCategoryName(category(rec), *name);
+    }
+  });
 }
 
 unsigned long RV_GetCategoryID(RV_CAT cat, RV_CREC rec) {

@@ -1,7 +1,9 @@
 // The flat interface over outline databases and outline records.
 
 #include <atomic>
+#include <memory>
 
+#include "CategoryDB.h"
 #include "FlatCall.h"
 #include "OutlineDB.h"
 #include "RV_FileIO.h"
@@ -11,9 +13,12 @@
 namespace flat = kx_gen::flat;
 
 using kx_gen::_String;
+using kx_gen::CCategoryDB;
+using kx_gen::CCategoryRecord;
 using kx_gen::CDatabase;
 using kx_gen::CDBRecord;
 using kx_gen::CDBRecordset;
+using kx_gen::CMemOutlDB;
 using kx_gen::COutlineDB;
 using kx_gen::COutlineRecord;
 
@@ -33,6 +38,17 @@ COutlineRecord* item(RV_REC rec) {
 
 CDBRecord* record(RV_REC rec) {
   return flat::object<CDBRecord, CDBRecord>(rec, flat::kLineRecordHandle);
+}
+
+// The record behind a handle as a row of this database; null, after an assertion, when the rows of
+// such a database are of another kind.
+CDBRecord* rowFor(CDatabase& db, RV_REC rec) {
+  if (dynamic_cast<CCategoryDB*>(&db) != nullptr) {
+    return flat::object<CCategoryRecord, CDBRecord>(rec, flat::kLineCategoryRecordHandle);
+  }
+  const bool holdsItems =
+      dynamic_cast<COutlineDB*>(&db) != nullptr || dynamic_cast<CMemOutlDB*>(&db) != nullptr;
+  return holdsItems ? item(rec) : record(rec);
 }
 
 // Handles of records are CDBRecord pointers, handles of databases CDatabase pointers.
@@ -83,7 +99,7 @@ std::atomic<long> lastDrawingHeight{0};
 // --- Outline database: life, file, rows ---
 
 RV_DB RV_CreateOutlineDB(void) {
-  return flat::run([]() -> RV_DB { return handle(new (std::nothrow) COutlineDB); });
+  return flat::run([]() -> RV_DB { return handle(flat::make<COutlineDB>()); });
 }
 
 void RV_DeleteOutlineDB(RV_DB db) {
@@ -187,7 +203,7 @@ void RV_EmptyRS(RV_DB db) {
 
 void RV_AddtoRS(RV_DB db, RV_REC rec) {
   onRows(db, [&](CDBRecordset& rows) {
-    if (CDBRecord* added = record(rec)) rows.add(added);
+    if (CDBRecord* added = rowFor(*database(db), rec)) rows.add(added);
   });
 }
 
@@ -202,7 +218,7 @@ void RV_DeleteDBRecord(RV_DB db, RV_REC rec) {
 }
 
 void RV_Delete(RV_DB db, RV_REC rec) {
-  onOutline(db, [&](COutlineDB& o) { o.Delete(static_cast<COutlineRecord*>(record(rec))); });
+  onOutline(db, [&](COutlineDB& o) { o.Delete(item(rec)); });
 }
 
 void RV_DeleteAll(RV_DB db, int rememberIds) {
@@ -377,7 +393,8 @@ void RV_SetShowHeadingsMode(RV_DB db, unsigned int mode) {
 
 void RV_GetOutlineFont(RV_DB db, LOGFONTW* font, unsigned long* color) {
   onOutline(db, [&](COutlineDB& o) {
-    if (font != nullptr) o.GetOutlineFont(*font, color);
+    LOGFONTW unwanted = {};
+    o.GetOutlineFont(font != nullptr ? *font : unwanted, color);
   });
 }
 
@@ -442,7 +459,7 @@ unsigned long RV_GetRecordId(RV_DB db, unsigned long index) {
 // --- Record ---
 
 RV_REC RV_CreateOutlineRecord(void) {
-  return flat::run([]() -> RV_REC { return handle(new (std::nothrow) COutlineRecord); });
+  return flat::run([]() -> RV_REC { return handle(flat::make<COutlineRecord>()); });
 }
 
 void RV_DeleteCOutlineRecord(RV_REC rec) {
@@ -538,6 +555,8 @@ void RV_SetDrawing(RV_REC rec, RV_DIB dib) {
 }
 
 void RV_GetDrawingSize(RV_REC rec, long* width, long* height) {
+  if (width != nullptr) *width = 0;
+  if (height != nullptr) *height = 0;
   onItem(rec, [&](COutlineRecord& r) {
     long drawingWidth = 0;
     long drawingHeight = 0;
@@ -549,9 +568,13 @@ void RV_GetDrawingSize(RV_REC rec, long* width, long* height) {
   });
 }
 
-long RV_GetSizeX(void) { return lastDrawingWidth; }
+long RV_GetSizeX(void) {
+  return flat::run([] { return lastDrawingWidth.load(); });
+}
 
-long RV_GetSizeY(void) { return lastDrawingHeight; }
+long RV_GetSizeY(void) {
+  return flat::run([] { return lastDrawingHeight.load(); });
+}
 
 void RV_UpdateChangedFields(RV_REC rec, RV_REC other) {
   onItem(rec, [&](COutlineRecord& r) { r.UpdateChangedFields(item(other)); });
@@ -587,20 +610,25 @@ int RV_IsFileRecord(RV_REC rec) {
 
 RV_REC RV_CopyRecord(RV_DB db, RV_REC destination, RV_REC source) {
   static_cast<void>(db);
-  return onRecord(destination, [&](CDBRecord& r) {
-    if (const CDBRecord* from = record(source)) r = *from;
+  return onRecord(destination, [&](CDBRecord& r) -> RV_REC {
+    const CDBRecord* from = record(source);
+    if (from == nullptr) return nullptr;
+    r = *from;
     return destination;
   });
 }
 
 RV_REC RV_DuplicateRecord(RV_DB db, RV_REC rec) {
   return onRows(db, [&](CDBRecordset& rows) -> RV_REC {
-    COutlineRecord* from = item(rec);
+    const COutlineRecord* from = item(rec);
     if (from == nullptr) return nullptr;
-    COutlineRecord* copy = item(rows.Append());
+    // Filled before it enters the set, so that no half copy stays there.
+    std::unique_ptr<CDBRecord> row(rows.CreateDBRecord());
+    COutlineRecord* copy = item(handle(row.get()));
     if (copy == nullptr) return nullptr;
     *copy = *from;
     copy->SetId(0);
-    return handle(copy);
+    rows.add(copy);
+    return handle(row.release());
   });
 }

@@ -2,25 +2,31 @@
  * library's classes.
  *
  * Conventions
- *  1. Handles are opaque pointers. RV_DB is an outline database; where only the members of every
- *     database are reached, any kind will do. A null handle, or one of the wrong kind where that
- * can be told, is refused with an assertion in the log and a zero result.
+ *  1. Handles are opaque pointers. A function that only reaches what every database, or every
+ *     record, has takes any kind of it. A null handle, or one of the wrong kind where that can be
+ *     told, is refused: an assertion in the log and a zero result. That is no error (6.). Stale
+ *     handles are undefined.
  *  2. Whoever creates a handle deletes it: RV_CreateOutlineDB and RV_DeleteOutlineDB and so on.
  *     Records and recordsets that a database hands out belong to the database.
  *  3. Truth values are int: results are exactly 0 or 1, any argument but 0 is true.
  *  4. Nothing narrower than int crosses. 8- and 16-bit numbers are unsigned int and cut inside;
  *     32-bit numbers are unsigned long, also where that has 64 bits.
- *  5. Text is null-terminated wide text. A function that fills a text buffer returns the text's
- *     length without its terminator, and takes a null buffer as a question for it: ask, allocate
- *     length + 1 characters, ask again.
+ *  5. Text is null-terminated wide text; a null argument means "". A function that fills a text
+ *     buffer returns the text's length without its terminator, and takes a null buffer as a
+ *     question for it: ask, allocate length + 1 characters, ask again. A refused or failed call
+ *     leaves the buffer as it was.
  *  6. Errors are the exceptions of the classes, thrown through these functions. A caller that
- * cannot catch them turns on the guard with KX_FlatGuard(1): functions then return 0 or null and
- *     KX_FlatLastError tells what happened.
- *  7. Bitmaps cross as memory handles (MemAPI.h) of packed device-independent bitmaps.
+ *     cannot catch them turns on the guard with KX_FlatGuard(1): functions then return 0 or null
+ *     and KX_FlatLastError tells what happened.
+ *  7. Bitmaps cross as memory handles (MemAPI.h) of packed device-independent bitmaps. The Mem
+ *     functions throw nothing and leave the last error alone.
  *  8. A handle belongs to one thread at a time; different handles may live on different threads.
  *
+ * Not offered here, but by the classes: the conduit header, the match name, the font's face name,
+ * the parent ids of memory outlines, the times of categories, pictures as files.
+ *
  * Acceptable to C99. In C++ a string is a _String& and an iterator a CCategoryIterator, which
- * travel in the same form. */
+ * travel in the same form. docs/flat-interface.md is a guide with examples. */
 #ifndef KX_RV_FILEIO_H
 #define KX_RV_FILEIO_H
 
@@ -45,10 +51,6 @@ typedef struct RV_ITER {
 #include "CategoryDB.h"
 #define KX_ITERATOR kx_gen::CCategoryIterator
 #define KX_STRING_REF kx_gen::_String&
-#ifdef __clang__
-#pragma clang diagnostic push
-#pragma clang diagnostic ignored "-Wreturn-type-c-linkage"
-#endif
 extern "C" {
 #else
 #define KX_ITERATOR RV_ITER
@@ -60,8 +62,8 @@ extern "C" {
 /* Turns the guard on or off for the process (off at first) and returns its former state. */
 KX_API int KX_FlatGuard(int on);
 /* What the last guarded call of this thread ended with: copies at most `capacity` characters of the
- * text, terminator included, and the error number; returns the text's length. 0 and number 0 when
- * the last call succeeded. Clears nothing. */
+ * text, terminator included, and the error number; returns the text's whole length. 0 and number 0
+ * when that call succeeded. Clears nothing. */
 KX_API unsigned long KX_FlatLastError(wchar_t* text, unsigned long capacity, unsigned long* number);
 KX_API RV_STR KX_StringCreate(void);
 KX_API const wchar_t* KX_StringText(RV_STR);
@@ -224,8 +226,16 @@ KX_API void RV_UndeleteCategory(RV_CAT, RV_CREC, unsigned long time);
 KX_API void RV_GetCatCategoryName(RV_CAT, RV_CREC, KX_STRING_REF out);
 KX_API unsigned long RV_GetCategoryID(RV_CAT, RV_CREC);
 KX_API void RV_SetCategoryID(RV_CAT, RV_CREC, unsigned long id);
+#ifdef __clang__
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wreturn-type-c-linkage"
+#endif
+/* the first live category, and always the second: walk all by index */
 KX_API KX_ITERATOR RV_GetIterator(RV_CAT);
 KX_API KX_ITERATOR RV_GetNext(RV_CAT);
+#ifdef __clang__
+#pragma clang diagnostic pop
+#endif
 KX_API unsigned long RV_GetIterCategoryName(RV_CAT, wchar_t* out, unsigned long index);
 KX_API RV_CREC RV_AddNewCategorybyName(RV_CAT, const wchar_t* name);
 KX_API RV_CREC RV_FindCategorybyName(RV_CAT, const wchar_t* name);
@@ -234,9 +244,6 @@ KX_API void RV_DeleteCategorybyName(RV_CAT, const wchar_t* name);
 
 #ifdef __cplusplus
 }
-#ifdef __clang__
-#pragma clang diagnostic pop
-#endif
 #endif
 #undef KX_ITERATOR
 #undef KX_STRING_REF
