@@ -828,6 +828,17 @@ TEST_F(CategoryDBTest, IteratorsCompareByPositionAndCopy) {
   EXPECT_TRUE(std::is_trivially_copyable<CCategoryIterator>::value);
 }
 
+TEST_F(CategoryDBTest, SteppingAfterwardsGivesThePlaceOfBefore) {
+  CCategoryDB db;
+  fillTo(db, 2);
+  CCategoryIterator it = db.GetIterator();
+  EXPECT_EQ(*it++, slot(db, 0));
+  EXPECT_EQ(*it++, slot(db, 1));
+  EXPECT_FALSE(it != db.End());
+  EXPECT_EQ(*it++, nullptr);
+  EXPECT_FALSE(it != db.End()) << "the end stays the end";
+}
+
 TEST_F(CategoryDBTest, AnIteratorStaysValidWhenTheDatabaseGrows) {
   CCategoryDB db;
   fillTo(db, 2);

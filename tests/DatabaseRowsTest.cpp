@@ -622,6 +622,43 @@ TEST_F(DatabaseRowsTest, AFailedReadLeavesTheStreamWhereTheFileEnded) {
   EXPECT_EQ(flags(db), (std::vector<int>{1, 2}));
 }
 
+/// A kind that transfers nothing, and from and to nowhere.
+class OddDb : public PlainDb {
+ public:
+  OddDb() = default;
+  ~OddDb() override = default;
+  void ReadExtraRows() override {
+    char room = 0;
+    const unsigned long start = GetPosition();
+    EXPECT_EQ(Read(&room, 0), 0u);
+    toNowhere = thrownBy([&] { Read(nullptr, 3); });
+    EXPECT_EQ(Read(&room, 0), 0u);
+    EXPECT_EQ(GetPosition(), start);
+  }
+  void WriteExtraRows() override {
+    const unsigned long start = GetPosition();
+    EXPECT_EQ(Write("", 0), 0u);
+    fromNowhere = thrownBy([&] { Write(nullptr, 3); });
+    EXPECT_EQ(Write("", 0), 0u);
+    EXPECT_EQ(GetPosition(), start);
+  }
+  Thrown toNowhere;
+  Thrown fromNowhere;
+};
+
+TEST_F(DatabaseRowsTest, TransfersOfNothingAndOfNullAnswerAsTheFileDoes) {
+  put(join({front(2), row(1), row(2)}));
+  OddDb db;
+  open(db);
+  db.ReadRows();
+  EXPECT_TRUE(db.toNowhere.is(Thrown::kException, 8, 7)) << db.toNowhere;
+  EXPECT_EQ(flags(db), (std::vector<int>{1, 2}));
+  db.WriteRows();
+  EXPECT_EQ(db.fromNowhere.kind, Thrown::kFileException) << db.fromNowhere;
+  db.Close();
+  EXPECT_EQ(content(), join({front(2), row(1), row(2)}));
+}
+
 TEST_F(DatabaseRowsTest, AfterwardsTheFileStandsWhereTheStreamDoes) {
   put(join({front(1), row(1), Bytes(100, 0xEE)}));
   PlainDb db;
