@@ -177,7 +177,7 @@ void CHeaderManager::rememberUnknownSlots(CFileStream& stream) {
   for (THeaderInfo* info : readList_) {
     const uint64_t left = length > pos ? length - pos : 0;
     const auto size = static_cast<unsigned int>(std::min<uint64_t>(info->record.size, left));
-    if (unknown(info) && size > 0 && pos <= std::numeric_limits<int32_t>::max()) {
+    if (unknown(info) && size > 0 && pos <= std::numeric_limits<long>::max()) {
       info->slot = readableBytes(stream, static_cast<long>(pos), size);
     }
     pos += info->record.size;
