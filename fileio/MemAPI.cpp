@@ -16,13 +16,10 @@ enum : int {
   kLineAllocEmpty = 40,
 };
 
-constexpr uint64_t kBlockMax = std::numeric_limits<uint32_t>::max();
-
 using SizeHeader = uint32_t;
 
-bool fitsBlock(unsigned long size) {
-  return static_cast<uint64_t>(size) + sizeof(SizeHeader) <= kBlockMax;
-}
+// The whole block, its header too, is counted in 32 bits.
+constexpr unsigned long kSizeMax = std::numeric_limits<uint32_t>::max() - sizeof(SizeHeader);
 
 void setSize(void* handle, unsigned long size) {
   const auto header = static_cast<SizeHeader>(size);
@@ -33,7 +30,7 @@ void setSize(void* handle, unsigned long size) {
 
 void* MemAlloc(unsigned long size) {
   kx_Check(size != 0, kSource, kLineAllocEmpty);
-  if (!fitsBlock(size)) return nullptr;
+  if (size > kSizeMax) return nullptr;
   void* handle = std::malloc(static_cast<size_t>(size) + sizeof(SizeHeader));
   if (handle != nullptr) setSize(handle, size);
   return handle;
@@ -49,7 +46,7 @@ void MemReleasePtr(void* handle) { kx_Check(handle != nullptr, kSource, kLineRel
 void MemFree(void* handle) { std::free(handle); }
 
 void* MemRealloc(void* handle, unsigned long size) {
-  if (handle == nullptr || !fitsBlock(size)) return nullptr;
+  if (handle == nullptr || size > kSizeMax) return nullptr;
   void* moved = std::realloc(handle, static_cast<size_t>(size) + sizeof(SizeHeader));
   if (moved != nullptr) setSize(moved, size);
   return moved;

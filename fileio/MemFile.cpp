@@ -43,10 +43,20 @@ enum : int {
 
 constexpr unsigned long kFailed = 0xFFFFFFFF;
 constexpr uint64_t kSizeMax = std::numeric_limits<uint32_t>::max();
+constexpr int64_t kPositionMax = 0xFFFFFFFE;  // all ones is a failed seek
 constexpr unsigned int kToTheEnd = 0xFFFFFFFF;
 
 [[noreturn]] void throwOutOfMemory(int line) {
   throwTraced(kSource, line, kMsgOutOfMemory, numberOf(kMsgOutOfMemory));
+}
+
+[[noreturn]] void refuseGrowth() {
+  kx_Check(false, kSource, kLineMayNotGrow);
+  throwOutOfMemory(kLineThrowMayNotGrow);
+}
+
+void giveAddress(void** out, unsigned char* address) {
+  if (out != nullptr) *out = address;
 }
 
 }  // namespace
@@ -95,10 +105,7 @@ void MemFile::Free(unsigned char* block) {
 
 void MemFile::GrowFile(unsigned long needed) {
   if (needed <= capacity_) return;
-  if (growBytes_ == 0) {
-    kx_Check(false, kSource, kLineMayNotGrow);
-    throwOutOfMemory(kLineThrowMayNotGrow);
-  }
+  if (growBytes_ == 0) refuseGrowth();
   const uint64_t missing = static_cast<uint64_t>(needed) - capacity_;
   const uint64_t steps = (missing + growBytes_ - 1) / growBytes_;
   const bool possible = needed <= kSizeMax && steps <= (kSizeMax - capacity_) / growBytes_;
@@ -115,12 +122,20 @@ void MemFile::GrowFile(unsigned long needed) {
   capacity_ = static_cast<uint32_t>(capacity);
 }
 
+// Sums may need more than the 32 bits that GrowFile takes on some systems.
+void MemFile::makeRoom(uint64_t needed) {
+  if (needed <= capacity_) return;
+  if (needed > kSizeMax && growBytes_ == 0) refuseGrowth();
+  if (needed > kSizeMax) throwOutOfMemory(kLineThrowNoMemory);
+  GrowFile(static_cast<unsigned long>(needed));
+}
+
 unsigned int MemFile::Read(void* data, unsigned int count) {
   if (count == 0) return 0;
   kx_Check(data != nullptr, kSource, kLineReadNull);
   if (!kx_Check(data != nullptr, kSource, kLineReadRoom) || position_ > length_) return 0;
   const unsigned int available = std::min(count, length_ - position_);
-  if (available > 0) std::memcpy(data, buffer_ + position_, available);
+  if (available > 0) std::memmove(data, buffer_ + position_, available);
   position_ += available;
   return available;
 }
@@ -130,23 +145,25 @@ unsigned int MemFile::Write(const void* data, unsigned int count) {
   kx_Check(data != nullptr, kSource, kLineWriteNull);
   if (!kx_Check(data != nullptr, kSource, kLineWriteSource)) return 0;
   const uint64_t end = static_cast<uint64_t>(position_) + count;
-  if (end > kSizeMax) throwOutOfMemory(kLineThrowNoMemory);
-  if (end > capacity_) GrowFile(static_cast<unsigned long>(end));
-  std::memmove(buffer_ + position_, data, count);
+  // A source inside the block moves with it when the block grows.
+  const auto offset = reinterpret_cast<uintptr_t>(data) - reinterpret_cast<uintptr_t>(buffer_);
+  const bool isInside = offset < capacity_;
+  makeRoom(end);
+  std::memmove(buffer_ + position_, isInside ? buffer_ + offset : data, count);
   position_ = static_cast<uint32_t>(end);
   length_ = std::max(length_, position_);
   return count;
 }
 
 unsigned long MemFile::Seek(long offset, unsigned int from) {
-  const uint32_t origins[] = {0, position_, length_};
+  const int64_t origins[] = {0, position_, length_};
   if (!kx_Check(from < std::size(origins), kSource, kLineSeekOrigin)) return kFailed;
-  const int64_t target = static_cast<int64_t>(origins[from]) + offset;
-  if (target < 0 || target >= static_cast<int64_t>(kFailed)) {
+  const int64_t origin = origins[from];
+  if (offset < -origin || offset > kPositionMax - origin) {
     traceThrow(kSource, kLineThrowBadSeek);
     _ThrowFileException(CFileException::badSeek, 0, nullptr);
   }
-  position_ = static_cast<uint32_t>(target);
+  position_ = static_cast<uint32_t>(origin + offset);
   return position_;
 }
 
@@ -183,32 +200,41 @@ void MemFile::Abort() {
     Close();
   } catch (CException* e) {
     e->Delete();  // a derived class's Free may throw; an abort goes through all the same
+  } catch (...) {
+    static_cast<void>(0);  // whatever it throws
   }
 }
 
 unsigned int MemFile::GetBufferPtr(unsigned int command, unsigned int count, void** start,
                                    void** end) {
+  kx_Check(command <= bufferCheck, kSource, kLineBufferCommand);
   if (command == bufferCheck) return 1;
   if (command == bufferCommit) {
-    if (!kx_Check(start == nullptr, kSource, kLineCommitStart)) return 0;
-    position_ += std::min(count, capacity_ - std::min(position_, capacity_));
-    length_ = std::max(length_, std::min(position_, capacity_));
+    kx_Check(start == nullptr, kSource, kLineCommitStart);
+    commit(count);
     return 0;
   }
-  if (!kx_Check(command <= bufferCommit, kSource, kLineBufferCommand)) return 0;
-  if (!kx_Check(start != nullptr, kSource, kLineBufferStart)) return 0;
-  if (!kx_Check(end != nullptr, kSource, kLineBufferEnd)) return 0;
+  const bool isTransfer = kx_Check(command <= bufferWrite, kSource, kLineBufferRange);
+  kx_Check(start != nullptr, kSource, kLineBufferStart);
+  kx_Check(end != nullptr, kSource, kLineBufferEnd);
+  if (!isTransfer) return 0;
   return command == bufferWrite ? roomFor(count, start, end) : takeContent(count, start, end);
+}
+
+void MemFile::commit(unsigned int count) {
+  const uint32_t taken = std::min(count, capacity_ - std::min(position_, capacity_));
+  if (taken == 0) return;
+  position_ += taken;
+  length_ = std::max(length_, position_);
 }
 
 unsigned int MemFile::roomFor(unsigned int count, void** start, void** end) {
   const uint64_t wanted = static_cast<uint64_t>(position_) + count;
-  if (wanted > kSizeMax) throwOutOfMemory(kLineThrowNoMemory);
-  if (wanted > capacity_) GrowFile(static_cast<unsigned long>(wanted));
+  makeRoom(wanted);
   const uint32_t from = std::min(position_, capacity_);
-  const uint32_t to = std::min(static_cast<uint32_t>(wanted), capacity_);
-  *start = buffer_ + from;
-  *end = buffer_ + to;
+  const auto to = static_cast<uint32_t>(std::min<uint64_t>(wanted, capacity_));
+  giveAddress(start, buffer_ + from);
+  giveAddress(end, buffer_ + to);
   return to - from;
 }
 
@@ -217,8 +243,8 @@ unsigned int MemFile::takeContent(unsigned int count, void** start, void** end) 
   const uint32_t from = std::min(position_, length_);
   const uint64_t wanted = static_cast<uint64_t>(from) + count;
   const auto to = static_cast<uint32_t>(std::min<uint64_t>(wanted, length_));
-  *start = buffer_ + from;
-  *end = buffer_ + to;
+  giveAddress(start, buffer_ + from);
+  giveAddress(end, buffer_ + to);
   position_ = to;
   return to - from;
 }
@@ -232,7 +258,7 @@ SharedFile::~SharedFile() {
 }
 
 unsigned char* SharedFile::Alloc(unsigned long size) {
-  if (!kx_Check(handle_ == nullptr, kSource, kLineAllocTwice)) return nullptr;
+  kx_Check(handle_ == nullptr, kSource, kLineAllocTwice);
   handle_ = MemAlloc(size);
   return handle_ != nullptr ? static_cast<unsigned char*>(MemGetPtr(handle_)) : nullptr;
 }
@@ -240,7 +266,7 @@ unsigned char* SharedFile::Alloc(unsigned long size) {
 unsigned char* SharedFile::Realloc(unsigned char* block, unsigned long size) {
   static_cast<void>(block);
   if (!allowGrow_) return nullptr;
-  if (!kx_Check(handle_ != nullptr, kSource, kLineReallocNoHandle)) return nullptr;
+  kx_Check(handle_ != nullptr, kSource, kLineReallocNoHandle);
   MemReleasePtr(handle_);
   void* moved = MemRealloc(handle_, size);
   if (moved == nullptr) return nullptr;
@@ -250,7 +276,7 @@ unsigned char* SharedFile::Realloc(unsigned char* block, unsigned long size) {
 
 void SharedFile::Free(unsigned char* block) {
   static_cast<void>(block);
-  if (!kx_Check(handle_ != nullptr, kSource, kLineFreeNoHandle)) return;
+  kx_Check(handle_ != nullptr, kSource, kLineFreeNoHandle);
   MemReleasePtr(handle_);
   MemFree(handle_);
   handle_ = nullptr;
@@ -258,20 +284,25 @@ void SharedFile::Free(unsigned char* block) {
 
 void SharedFile::SetHandle(void* handle, int allowGrow) {
   kx_Check(handle_ == nullptr, kSource, kLineSetHandleTwice);
-  if (!kx_Check(buffer_ == nullptr, kSource, kLineSetHandleBuffer)) Close();
+  kx_Check(buffer_ == nullptr, kSource, kLineSetHandleBuffer);
   kx_Check(position_ == 0, kSource, kLineSetHandlePosition);
+  if (handle_ != handle) MemFree(handle_);  // the file's own until now
   handle_ = handle;
-  buffer_ = handle != nullptr ? static_cast<unsigned char*>(MemGetPtr(handle)) : nullptr;
+  buffer_ = static_cast<unsigned char*>(MemGetPtr(handle));
   capacity_ = static_cast<uint32_t>(MemGetSize(handle));
   length_ = capacity_;
   allowGrow_ = allowGrow != 0;
+  autoDelete_ = true;
 }
 
+// The position stays; the length cannot, without a block.
 void* SharedFile::Detach() {
-  if (!kx_Check(handle_ != nullptr, kSource, kLineDetachNoHandle)) return nullptr;
+  kx_Check(handle_ != nullptr, kSource, kLineDetachNoHandle);
   void* handle = handle_;
   handle_ = nullptr;
-  MemFile::Detach();
+  buffer_ = nullptr;
+  capacity_ = 0;
+  length_ = 0;
   return handle;
 }
 

@@ -199,8 +199,9 @@ class KX_API MemFile : public CFile {
   virtual void Abort();              ///< Closes and never throws.
   /// Direct access to the block. Read: `*start` to `*end` is what up to `count` bytes (0xFFFFFFFF:
   /// all) give, and the position moves behind them. Write: the room for `count` bytes. Both return
-  /// its size. Commit, with a null `start`: position and length move on by `count`; returns 0.
-  /// Check returns 1: direct access is supported.
+  /// its size; nothing is stored in a null `start` or `end`. Commit, with a null `start`: position
+  /// and length move on by `count`, within the block; returns 0. Check returns 1: direct access is
+  /// supported.
   virtual unsigned int GetBufferPtr(unsigned int command, unsigned int count, void** start,
                                     void** end);
 
@@ -214,6 +215,8 @@ class KX_API MemFile : public CFile {
 
  private:
   bool isBlockValid() const;
+  void makeRoom(uint64_t needed);
+  void commit(unsigned int count);
   unsigned int roomFor(unsigned int count, void** start, void** end);
   unsigned int takeContent(unsigned int count, void** start, void** end);
 };
@@ -230,9 +233,11 @@ class KX_API SharedFile : public MemFile {
   unsigned char* Realloc(unsigned char* block, unsigned long size) override;
   void Free(unsigned char* block) override;
 
-  /// Takes the handle with its contents; without `allowGrow`, growing it throws message 11.
+  /// Takes the handle with its contents; without `allowGrow`, growing it throws message 11. For a
+  /// file without a handle, at position 0; a handle that it had is freed.
   void SetHandle(void* handle, int allowGrow);
-  void* Detach();  ///< Gives the handle to the caller, who frees it; the file is empty afterwards.
+  /// Gives the handle to the caller, who frees it. The file is empty then; its position stays.
+  void* Detach();
 
  private:
   unsigned int allocFlags_;
