@@ -133,7 +133,7 @@ TEST_F(CategoryDBTest, ANewObjectIsEmptyAndNew) {
   EXPECT_EQ(db.GetVersionNum(), 1u);
   EXPECT_TRUE(db.isNew());
   ASSERT_NE(db.GetCatRecordset(), nullptr);
-  EXPECT_EQ(typeid(*db.GetCatRecordset()), typeid(kx_gen::CCategoryRecordset));
+  EXPECT_TRUE(kx_test::isExactly<kx_gen::CCategoryRecordset>(db.GetCatRecordset()));
   EXPECT_EQ(db.GetCatRecordset(), db.GetRecordset());
   EXPECT_EQ(db.GetCategoryCount(), 0);
   EXPECT_FALSE(db.isFull());
@@ -143,10 +143,10 @@ TEST_F(CategoryDBTest, ANewObjectIsEmptyAndNew) {
 }
 
 TEST_F(CategoryDBTest, ANewFileHoldsTheUnfiledCategory) {
-  const unsigned long before = static_cast<unsigned long>(std::time(nullptr));
+  const auto before = static_cast<unsigned long>(std::time(nullptr));
   CCategoryDB db;
   create(db);
-  const unsigned long after = static_cast<unsigned long>(std::time(nullptr));
+  const auto after = static_cast<unsigned long>(std::time(nullptr));
   ASSERT_EQ(db.GetRecordset()->getSize(), 1);
   CCategoryRecord* unfiled = slot(db, 0);
   EXPECT_EQ(unfiled->GetCategoryId(), 0u);
@@ -539,10 +539,10 @@ TEST_F(CategoryDBTest, AddingWithAnIdLeavesTheLastIdAlone) {
 
 TEST_F(CategoryDBTest, ANullTimeMeansNow) {
   CCategoryDB db;
-  const unsigned long before = static_cast<unsigned long>(std::time(nullptr));
+  const auto before = static_cast<unsigned long>(std::time(nullptr));
   const CCategoryRecord* records[] = {db.AddNewCategory(L"a", nullptr),
                                       db.AddNewCategory(200ul, L"b", nullptr)};
-  const unsigned long after = static_cast<unsigned long>(std::time(nullptr));
+  const auto after = static_cast<unsigned long>(std::time(nullptr));
   for (const CCategoryRecord* record : records) {
     const unsigned long time = const_cast<CCategoryRecord*>(record)->GetLastChangedTime();
     EXPECT_GE(time, before);

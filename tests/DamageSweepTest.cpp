@@ -14,7 +14,6 @@ namespace {
 
 using kx_gen::_String;
 using kx_gen::CCategoryDB;
-using kx_gen::CCategoryIterator;
 using kx_gen::CCategoryRecord;
 using kx_gen::CDatabase;
 using kx_gen::CDBRecord;

@@ -22,7 +22,6 @@ using kx_test::PlainDb;
 using kx_test::Thrown;
 using kx_test::thrownBy;
 using ::testing::ElementsAre;
-using ::testing::ElementsAreArray;
 
 constexpr size_t kRowsStart = 10 + 2 + 6 + 255;
 constexpr size_t kWindow = size_t{1} << 20;  // about what one transfer moves

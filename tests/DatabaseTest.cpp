@@ -83,7 +83,7 @@ TEST_F(DatabaseTest, ANewDatabaseIsClosedAndEmpty) {
   EXPECT_EQ(db.GetVersionNum(), 0u);
   EXPECT_EQ(db.GetRowCount(), 0u);
   ASSERT_NE(db.GetRecordset(), nullptr);
-  EXPECT_EQ(typeid(*db.GetRecordset()), typeid(kx_gen::CDBRecordset));
+  EXPECT_TRUE(kx_test::isExactly<kx_gen::CDBRecordset>(db.GetRecordset()));
   EXPECT_EQ(db.GetRecordset()->getSize(), 0);
   EXPECT_EQ(db.getRecord(0), nullptr);
   EXPECT_NE(db.GetConduitHeader(), nullptr);

@@ -117,7 +117,7 @@ TEST_F(OutlineDBTest, ANewDatabaseTracesItselfAndHasTwoHeaders) {
   EXPECT_FALSE(db.IsOpen());
   EXPECT_EQ(db.GetVersionNum(), 0u);
   ASSERT_NE(db.GetRecordset(), nullptr);
-  EXPECT_EQ(typeid(*db.GetRecordset()), typeid(kx_gen::COutlineRecordset));
+  EXPECT_TRUE(kx_test::isExactly<kx_gen::COutlineRecordset>(db.GetRecordset()));
   EXPECT_EQ(db.GetRecordset()->getSize(), 0);
   EXPECT_THAT(deletedIds(db), IsEmpty());
   ASSERT_NE(db.GetSharedHeaderPtr(), nullptr);

@@ -636,10 +636,10 @@ void expectFactory(const Bytes& block) {
   Set set;
   EXPECT_EQ(kx_test::virtualSlot(&Set::CreateDBRecord), 2);
   std::unique_ptr<kx_gen::CDBRecord> made(set.CreateDBRecord());
-  EXPECT_EQ(typeid(*made.get()), typeid(Record));
+  EXPECT_TRUE(kx_test::isExactly<Record>(made.get()));
   EXPECT_EQ(kx_test::blockOf(*made), block);
   EXPECT_EQ(set.getSize(), 0);
-  EXPECT_EQ(typeid(*set.Append()), typeid(Record));
+  EXPECT_TRUE(kx_test::isExactly<Record>(set.Append()));
   EXPECT_EQ(kx_test::blockOf(*set.getRecord(0)), block);
 }
 

@@ -6,7 +6,6 @@
 
 #include <memory>
 #include <type_traits>
-#include <typeinfo>
 
 #include "StorageSupport.h"
 
@@ -32,7 +31,7 @@ class RowTest : public kx_test::KxTest {
   Thrown readRow(CDBRecord& record, const Bytes& bytes) {
     CFileStream stream;
     open(stream, bytes);
-    const Thrown thrown = thrownBy([&] { record.Read(stream); });
+    Thrown thrown = thrownBy([&] { record.Read(stream); });
     positionAfter_ = stream.GetPosition();
     return thrown;
   }
@@ -564,7 +563,7 @@ TEST_F(RowsetTest, GetRecordFromTheSizeOnIsNull) {
 TEST_F(RowsetTest, TheFactoryMakesAPlainRowThatIsNotInTheSet) {
   CDBRecordset set;
   CDBRecord* record = set.CreateDBRecord();
-  EXPECT_EQ(typeid(*record), typeid(CDBRecord));
+  EXPECT_TRUE(kx_test::isExactly<CDBRecord>(record));
   EXPECT_EQ(set.getSize(), 0);
   delete record;
 }
@@ -572,7 +571,7 @@ TEST_F(RowsetTest, TheFactoryMakesAPlainRowThatIsNotInTheSet) {
 TEST_F(RowsetTest, AppendMakesAnInitialisedRowOfTheSetsKind) {
   CountingRowset set;
   CDBRecord* record = set.Append();
-  EXPECT_EQ(typeid(*record), typeid(CountingRow));
+  EXPECT_TRUE(kx_test::isExactly<CountingRow>(record));
   EXPECT_EQ(CountingRow::initialised, 1);
   EXPECT_EQ(record->GetFlag(), 0x01);
   EXPECT_EQ(set.getRecord(0), record);

@@ -17,15 +17,15 @@ class PlainDb : public kx_gen::CDatabase {
   ~PlainDb() override = default;
 
   void CheckDbInfo() override {
-    calls.push_back("CheckDbInfo");
+    calls.emplace_back("CheckDbInfo");
     if (refuse) throw new kx_gen::CDBException(4ul, 3);
   }
   void WriteDbInfo() override {
-    calls.push_back("WriteDbInfo");
+    calls.emplace_back("WriteDbInfo");
     CDatabase::WriteDbInfo();
   }
-  void ReadExtraRows() override { calls.push_back("ReadExtraRows"); }
-  void WriteExtraRows() override { calls.push_back("WriteExtraRows"); }
+  void ReadExtraRows() override { calls.emplace_back("ReadExtraRows"); }
+  void WriteExtraRows() override { calls.emplace_back("WriteExtraRows"); }
 
   using CDatabase::getFirstRowStartPosReading;
   using CDatabase::getFirstRowStartPosWriting;

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <initializer_list>
 #include <string>
+#include <typeinfo>
 
 #include "KxTest.h"
 
@@ -60,6 +61,12 @@ Bytes valueOf(kx_gen::CTaggedDataManager& tags, unsigned long id);
 bool changedFlag(kx_gen::CTaggedDataManager& tags, unsigned long id);
 /// Replaces a record's whole block, without looking at it.
 void setBlock(kx_gen::CDBRecord& record, const Bytes& block);
+
+/// True when the object is of this class and of none derived from it.
+template <class Kind, class Object>
+bool isExactly(const Object* object) {
+  return object != nullptr && typeid(*object) == typeid(Kind);
+}
 
 /// True for what a tagged-data failure throws: this message followed by the place.
 bool isTagError(const Thrown& thrown, unsigned long messageId, const std::wstring& source);
