@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include <functional>
+#include <algorithm>
 
 #include "CategoryDB.h"
 #include "KxLayout.h"

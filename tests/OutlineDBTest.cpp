@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstring>
 #include <functional>
+#include <iterator>
 
 #include "CategoryDB.h"
 #include "KxLayout.h"
