@@ -18,7 +18,13 @@ uint32_t field(const Bytes& dib, size_t offset, size_t size) {
   return value;
 }
 
-size_t colorsOf(size_t bits) { return bits <= 8 ? size_t{1} << bits : 0; }
+/// As many colours as the header counts, or as the depth has.
+size_t colorsIn(const Bytes& dib) {
+  const uint32_t used = field(dib, 32, 4);
+  const uint32_t bits = field(dib, 14, 2);
+  if (used != 0) return used;
+  return bits == 1 || bits == 4 || bits == 8 ? size_t{1} << bits : 0;
+}
 
 uint32_t colorAt(const Bytes& dib, size_t at) {
   return static_cast<uint32_t>(dib[at + 2]) << 16 | static_cast<uint32_t>(dib[at + 1]) << 8 |
@@ -29,8 +35,9 @@ uint32_t pixelAt(const Bytes& dib, size_t row, size_t x, size_t bits) {
   if (bits == 24) return colorAt(dib, row + 3 * x);
   const size_t perByte = 8 / bits;
   const size_t shift = (perByte - 1 - x % perByte) * bits;
-  const size_t index = static_cast<size_t>(dib[row + x / perByte] >> shift) & (colorsOf(bits) - 1);
-  return colorAt(dib, kHeader + 4 * index);
+  const size_t index =
+      static_cast<size_t>(dib[row + x / perByte] >> shift) & ((size_t{1} << bits) - 1);
+  return index < colorsIn(dib) ? colorAt(dib, kHeader + 4 * index) : 0;
 }
 
 }  // namespace
@@ -95,7 +102,7 @@ Bytes withField(Bytes dib, size_t offset, uint32_t value) {
 }
 
 Bytes bitsOf(const Bytes& dib) {
-  const size_t front = kHeader + 4 * colorsOf(field(dib, 14, 2));
+  const size_t front = kHeader + 4 * colorsIn(dib);
   return slice(dib, front, dib.size() - front);
 }
 
@@ -116,7 +123,7 @@ std::vector<uint32_t> pixelsOf(const Bytes& dib) {
   const size_t rows = static_cast<size_t>(std::abs(height));
   const size_t bits = field(dib, 14, 2);
   if (bits != 1 && bits != 4 && bits != 8 && bits != 24) return {};
-  const size_t front = kHeader + 4 * colorsOf(bits);
+  const size_t front = kHeader + 4 * colorsIn(dib);
   if (front + rowSizeOf(bits, width) * rows > dib.size()) return {};
   std::vector<uint32_t> pixels;
   for (size_t y = 0; y < rows; ++y) {

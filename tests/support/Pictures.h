@@ -47,8 +47,9 @@ Bytes bitsOf(const Bytes& dib);
 Bytes bmpFile(const Bytes& dib, size_t bitsAt);
 Bytes bmpFile(const Bytes& dib);
 
-/// The colours of a picture of 1, 4, 8 or 24 bits, 0xRRGGBB, row by row from the top left. Empty
-/// for any other bitmap, and for one that is not whole.
+/// The colours of a plain picture of 1, 4, 8 or 24 bits with a 40-byte header, 0xRRGGBB, row by row
+/// from the top left; black where the colour table ends. Empty for any other bitmap, and for one
+/// that is not whole.
 std::vector<uint32_t> pixelsOf(const Bytes& dib);
 
 /// The bitmap that a record keeps the drawing block for, or null.
