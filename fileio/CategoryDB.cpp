@@ -281,6 +281,8 @@ CCategoryRecord* CCategoryDB::takeHole(int throwLine) {
   return GetByIndex(static_cast<unsigned long>(slot));
 }
 
+// The times could be const, but for the stated signatures.
+// NOLINTBEGIN(readability-non-const-parameter)
 CCategoryRecord* CCategoryDB::AddNewCategory(const wchar_t* name, unsigned long* time) {
   kx_Check(!isFull(), kSourceFile, kLineAddFull);
   const unsigned long now = time != nullptr ? *time : CTime::GetCurrentTime().GetTime();
@@ -306,6 +308,7 @@ CCategoryRecord* CCategoryDB::AddNewCategory(unsigned long id, const wchar_t* na
   record->SetLastChangedTime(now);
   return record;
 }
+// NOLINTEND(readability-non-const-parameter)
 
 CCategoryRecord* CCategoryDB::AddNewCategory(unsigned long id, const wchar_t* name,
                                              unsigned long time, int index) {

@@ -46,6 +46,19 @@ inline unsigned hashOf(const unsigned char* p) {
   return ((40543u * key) >> 4) & (kHashSize - 1);
 }
 
+// Carries out a copy item at the end of `produced` bytes of output: byte by byte, since a copy may
+// overlap itself. From before the start come zeros. Returns the item's length.
+size_t copyItem(const unsigned char* item, unsigned char* to, uint64_t produced) {
+  const size_t length = (item[0] & 0x0Fu) + 1;
+  const size_t offset = ((item[0] & 0xF0u) << 4) + item[1];
+  if (offset == 0 || offset > produced) {
+    std::memset(to, 0, length);
+  } else {
+    for (size_t i = 0; i < length; ++i) to[i] = *(to + i - offset);
+  }
+  return length;
+}
+
 // The state of one coding: where it reads, where it writes, and what it has seen.
 class Coder {
  public:
@@ -233,13 +246,8 @@ bool CCompression::expand(const unsigned char* src, unsigned long len, uint64_t&
         continue;
       }
       if (in + kCopyItemSize > len) return true;
-      const size_t length = (src[in] & 0x0Fu) + 1;
-      const size_t offset = ((src[in] & 0xF0u) << 4) + src[in + 1];
+      produced += copyItem(src + in, buffer_->bytes + produced, produced);
       in += kCopyItemSize;
-      unsigned char* const to = buffer_->bytes + produced;
-      const bool inside = offset > 0 && offset <= produced;
-      for (size_t i = 0; i < length; ++i) to[i] = inside ? *(to + i - offset) : 0;
-      produced += length;
     }
   }
   return true;

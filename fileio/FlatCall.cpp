@@ -7,8 +7,7 @@
 #include "OutlineDB.h"
 #include "RV_FileIO.h"
 
-namespace kx_gen {
-namespace flat {
+namespace kx_gen::flat {
 
 namespace {
 
@@ -31,7 +30,7 @@ void keepError(CException* e) {
   lastError.failed = true;
   lastError.error =
       e != nullptr ? CException(*e) : CException(kMsgOutOfMemory, kMsgOutOfMemory - 1ul);
-  e->Delete();
+  if (e != nullptr) e->Delete();
 }
 
 void keepOutOfMemory() { keepError(nullptr); }
@@ -41,8 +40,7 @@ void keepUnknown() {
   lastError.error = CException();
 }
 
-}  // namespace flat
-}  // namespace kx_gen
+}  // namespace kx_gen::flat
 
 using kx_gen::_String;
 namespace flat = kx_gen::flat;

@@ -11,8 +11,7 @@
 #include "KxString.h"
 #include "kx_assert.h"
 
-namespace kx_gen {
-namespace flat {
+namespace kx_gen::flat {
 
 constexpr char kSource[] = ".\\FlatInterface";
 enum : int {
@@ -88,5 +87,4 @@ inline unsigned long copyOut(const _String& text, wchar_t* buffer) {
 
 inline int truth(bool value) { return value ? 1 : 0; }
 
-}  // namespace flat
-}  // namespace kx_gen
+}  // namespace kx_gen::flat

@@ -1,6 +1,7 @@
 // The flat interface over outline databases and outline records.
 
 #include <atomic>
+#include <cstring>
 #include <memory>
 
 #include "CategoryDB.h"
@@ -354,8 +355,12 @@ void RV_getNumbering(RV_DB db, unsigned char* tenBytes) {
 }
 
 void RV_setNumbering(RV_DB db, const unsigned char* tenBytes) {
-  // The member takes a pointer to bytes that it does not change.
-  onOutline(db, [&](COutlineDB& o) { o.setNumbering(const_cast<unsigned char*>(tenBytes)); });
+  onOutline(db, [&](COutlineDB& o) {
+    // The member's parameter is not const.
+    unsigned char copy[kx_gen::format::kNumberingSize] = {};
+    if (tenBytes != nullptr) std::memcpy(copy, tenBytes, sizeof(copy));
+    o.setNumbering(tenBytes != nullptr ? copy : nullptr);
+  });
 }
 
 int RV_getNumberingChanged(RV_DB db) {

@@ -120,7 +120,7 @@ void appendInteger(std::wstring& out, const Directive& directive, Arguments& arg
     if (length == "h") width = sizeof(short);
     if (length == "hh") width = sizeof(char);
   }
-  const unsigned shift = static_cast<unsigned>(64 - 8 * width);
+  const auto shift = static_cast<unsigned>(64 - 8 * width);
   const uint64_t shifted = static_cast<uint64_t>(value) << shift;
   if (isSigned) {
     appendNumber(out, directive, "ll",
@@ -207,7 +207,7 @@ bool appendConverted(std::wstring& out, const Directive& directive, Arguments& a
 std::wstring formatWide(const wchar_t* format, va_list args) {
   std::wstring out;
   if (format == nullptr) return out;
-  Arguments arguments;
+  Arguments arguments = {};
   va_copy(arguments.list, args);
   for (const wchar_t* at = format; *at != 0;) {
     const wchar_t* const start = at;

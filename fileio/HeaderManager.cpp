@@ -283,7 +283,7 @@ void CHeaderManager::CheckAllFit(CFileStream& stream) {
 void CHeaderManager::WriteAll(CFileStream& stream) {
   CheckAllFit(stream);
   Write(stream);
-  stream.Seek(static_cast<long>(tablePos_ + GetWriteHeaderBlockSize()), 0);
+  stream.Seek(static_cast<long>(tablePos_) + GetWriteHeaderBlockSize(), 0);
   WriteAll(stream, readList_);
   WriteAll(stream, registered_);
 }

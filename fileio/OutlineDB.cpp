@@ -127,7 +127,7 @@ COutlineDB::COutlineDB() : CDatabase(false) {
   KX_Trace(L"COutlineDB::COutlineDB");
   COutlineDB::CreateRecordset();
   SetVersionNum(format::kOutlineVersion);
-  deletedThoughts_.reset(new CDeletedThoughts);
+  deletedThoughts_ = std::make_unique<CDeletedThoughts>();
   GetHeaderManager().RegisterHeader({format::kSharedHeaderId, format::kSharedHeaderSize},
                                     new CSharedHeader);
   GetHeaderManager().RegisterHeader(

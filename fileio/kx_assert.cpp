@@ -117,6 +117,9 @@ int kx_AssertFailedLine(const char* fileName, int line) {
 
 int kx_PWIsValidAddress(const void* p, unsigned int size, int forWriting) {
   if (p == nullptr || IsBadReadPtr(p, size) != 0) return 0;
-  if (forWriting != 0 && IsBadWritePtr(const_cast<void*>(p), size) != 0) return 0;
+  if (forWriting != 0 &&
+      IsBadWritePtr(const_cast<void*>(p) /* NOLINT(cppcoreguidelines-pro-type-const-cast) */,
+                    size) != 0)
+    return 0;
   return 1;
 }

@@ -54,10 +54,10 @@ class KX_API CBufferManager {
   long replaceFromInside(unsigned long pos, unsigned long oldLen, const char* src,
                          unsigned long newLen);
 
-  char** slot_;
-  uint32_t capacity_;
-  uint32_t size_;
-  uint32_t block_;
+  char** slot_ = nullptr;
+  uint32_t capacity_ = 0;
+  uint32_t size_ = 0;
+  uint32_t block_ = 0;
 };
 
 }  // namespace kx_gen

@@ -42,6 +42,8 @@ class KX_API CCategoryDB : public CDatabase {
   static wchar_t kUnfiledCategoryName[kUnfiledNameSize];
 
   CCategoryDB();  ///< Without categories; last id 128, new flag set.
+  CCategoryDB(const CCategoryDB&) = delete;
+  CCategoryDB& operator=(const CCategoryDB&) = delete;
   ~CCategoryDB() override;
 
   void CheckDbInfo() override;      ///< Accepts versions 0 and 1, else message 4.

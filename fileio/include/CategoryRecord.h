@@ -28,6 +28,8 @@ class KX_API CCategoryRecord : public CDBRecord {
 class KX_API CCategoryRecordset : public CDBRecordset {
  public:
   CCategoryRecordset() = default;
+  CCategoryRecordset(const CCategoryRecordset&) = delete;
+  CCategoryRecordset& operator=(const CCategoryRecordset&) = delete;
   ~CCategoryRecordset() override;
   CDBRecord* CreateDBRecord() override;  ///< A `CCategoryRecord`; throws message 11.
 };

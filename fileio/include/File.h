@@ -169,6 +169,8 @@ class KX_API MemFile : public CFile {
   explicit MemFile(unsigned int growBytes);
   /// Empty; then as `Attach`.
   MemFile(unsigned char* buffer, unsigned int size, unsigned int growBytes);
+  MemFile(const MemFile&) = delete;
+  MemFile& operator=(const MemFile&) = delete;
   ~MemFile() override;
 
   /// Takes the caller's block: full of content when `growBytes` is 0, else empty. The caller keeps
@@ -227,6 +229,8 @@ class KX_API SharedFile : public MemFile {
  public:
   /// Empty; grows in steps of `growBytes`. `allocFlags` are kept and not used.
   explicit SharedFile(unsigned int allocFlags = 2, unsigned int growBytes = 4096);
+  SharedFile(const SharedFile&) = delete;
+  SharedFile& operator=(const SharedFile&) = delete;
   ~SharedFile() override;
 
   unsigned char* Alloc(unsigned long size) override;

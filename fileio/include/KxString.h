@@ -15,6 +15,7 @@ class CFileStream;
 class KX_API _String : public std::wstring {
  public:
   _String() = default;
+  // NOLINTNEXTLINE(google-explicit-constructor): text converts both ways on purpose
   _String(const wchar_t* text);  ///< Null means "".
   _String(const _String&) = default;
   _String(_String&&) = default;
@@ -33,6 +34,7 @@ class KX_API _String : public std::wstring {
   /// refused conversion leaves the string as it was.
   void AssignAscii(const char* text, unsigned int length);
 
+  // NOLINTNEXTLINE(google-explicit-constructor)
   operator const wchar_t*() const { return c_str(); }  ///< Valid until the string changes.
   // Elements; the index is not checked.
   wchar_t& operator[](int index) { return at_(static_cast<size_type>(index)); }

@@ -34,6 +34,8 @@ class KX_API CDeletedThoughts {
 class KX_API COutlineDB : public CDatabase {
  public:
   COutlineDB();  ///< No rows; every header field has its default.
+  COutlineDB(const COutlineDB&) = delete;
+  COutlineDB& operator=(const COutlineDB&) = delete;
   ~COutlineDB() override;
 
   /// As `CDatabase::Open`, but every `CException*` is caught here: it is traced, the file closed
@@ -129,6 +131,8 @@ class KX_API COutlineDB : public CDatabase {
 class KX_API CMemOutlDB : public CDatabase {
  public:
   CMemOutlDB();
+  CMemOutlDB(const CMemOutlDB&) = delete;
+  CMemOutlDB& operator=(const CMemOutlDB&) = delete;
   ~CMemOutlDB() override;
 
   void CheckDbInfo() override;      ///< Accepts version 10, else message 25.

@@ -76,6 +76,8 @@ class KX_API CLinkedOutlRec : public COutlineRecord {
 class KX_API COutlineRecordset : public CDBRecordset {
  public:
   COutlineRecordset() = default;
+  COutlineRecordset(const COutlineRecordset&) = delete;
+  COutlineRecordset& operator=(const COutlineRecordset&) = delete;
   ~COutlineRecordset() override;
   CDBRecord* CreateDBRecord() override;  ///< Throws message 11.
 };
@@ -84,6 +86,8 @@ class KX_API COutlineRecordset : public CDBRecordset {
 class KX_API CLinkedOutlRS : public CDBRecordset {
  public:
   CLinkedOutlRS() = default;
+  CLinkedOutlRS(const CLinkedOutlRS&) = delete;
+  CLinkedOutlRS& operator=(const CLinkedOutlRS&) = delete;
   ~CLinkedOutlRS() override;
   CDBRecord* CreateDBRecord() override;  ///< Throws message 11.
 };

@@ -33,6 +33,7 @@
 #include "KxPlatform.h"
 #include "MemAPI.h"
 
+/* NOLINTBEGIN(modernize-use-using): C99 reads this too */
 typedef void* RV_DB;   /* outline database */
 typedef void* RV_REC;  /* outline record */
 typedef void* RV_RS;   /* recordset */
@@ -46,6 +47,7 @@ typedef struct RV_ITER {
   size_t slot;
   RV_CAT db;
 } RV_ITER;
+/* NOLINTEND(modernize-use-using) */
 
 #ifdef __cplusplus
 #include "CategoryDB.h"

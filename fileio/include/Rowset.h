@@ -146,11 +146,15 @@ void CDBRecordset::DeleteIf(Predicate predicate) {
     std::vector<CDBRecord*>& rows;
     size_t& kept;
     size_t& next;
+    Closer(std::vector<CDBRecord*>& all, size_t& end, size_t& at)
+        : rows(all), kept(end), next(at) {}
+    Closer(const Closer&) = delete;
+    Closer& operator=(const Closer&) = delete;
     ~Closer() {
       rows.erase(rows.begin() + static_cast<std::ptrdiff_t>(kept),
                  rows.begin() + static_cast<std::ptrdiff_t>(next));
     }
-  } closer{rows_, kept, next};
+  } closer(rows_, kept, next);
   while (next < rows_.size()) {
     CDBRecord* record = rows_[next];
     if (predicate(record)) {

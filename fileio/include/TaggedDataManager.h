@@ -19,7 +19,8 @@ constexpr long kTagErrOverflow = -4554;  ///< The value is larger than the calle
 /// Edits a block of tagged values in place: entries of a 15-byte tag and its data, ids ascending,
 /// nothing between them. Unknown entries are carried along untouched. Layout: KxFormat.h.
 ///
-/// Operations answer with result codes and do not throw, but for `ProcessError`. The block may hold
+/// Operations answer with result codes and do not throw, but for `ProcessError`, and for
+/// `std::bad_alloc` when there is no memory for a text. The block may hold
 /// anything: an entry without the code answers `kTagErrCorrupt`; one that runs past the block ends
 /// the walk, so that ids behind it are absent (setting one is -1), and is itself corrupt when its
 /// value is wanted.
