@@ -35,8 +35,11 @@ Bytes slice(const Bytes& bytes, size_t start, size_t count) {
 }
 
 Bytes tag(uint32_t id, const Bytes& data, uint32_t flags, uint8_t version) {
-  return join(
-      {{0x74, 0x61, version}, le32(flags), le32(id), le32(static_cast<uint32_t>(data.size())), data});
+  return join({{0x74, 0x61, version},
+               le32(flags),
+               le32(id),
+               le32(static_cast<uint32_t>(data.size())),
+               data});
 }
 
 Bytes stringTag(uint8_t n, const Bytes& data, uint32_t flags, uint8_t version) {
