@@ -1,7 +1,8 @@
 // Bitmaps and palettes of the system's own.
 
 #include <algorithm>
-#include <vector>
+#include <memory>
+#include <new>
 
 #include "DibBlock.h"
 #include "WinApi.h"
@@ -12,7 +13,7 @@ namespace {
 
 constexpr WORD kPaletteVersion = 0x300;
 constexpr int kScreenBitsMax = 24;
-constexpr size_t kIndexedColorsMax = 256;
+constexpr unsigned kIndexedColorsMax = 256;
 
 // The screen, with a palette realised on it.
 class Screen {
@@ -54,51 +55,71 @@ class Canvas {
   HGDIOBJ before_;
 };
 
-HPALETTE paletteOf(const std::vector<PALETTEENTRY>& entries) {
-  constexpr size_t kFront = offsetof(LOGPALETTE, palPalEntry);
-  std::vector<unsigned char> block(kFront + entries.size() * sizeof(PALETTEENTRY));
-  auto* const palette = reinterpret_cast<LOGPALETTE*>(block.data());
-  palette->palVersion = kPaletteVersion;
-  palette->palNumEntries = static_cast<WORD>(entries.size());
-  std::memcpy(block.data() + kFront, entries.data(), entries.size() * sizeof(PALETTEENTRY));
-  return CreatePalette(palette);
-}
+// The colours of a new palette.
+class PaletteColors {
+ public:
+  explicit PaletteColors(size_t count)
+      : count_(count), block_(new (std::nothrow) unsigned char[kFront + count * kEntrySize]()) {}
 
-PALETTEENTRY entry(unsigned red, unsigned green, unsigned blue) {
-  return {static_cast<BYTE>(red), static_cast<BYTE>(green), static_cast<BYTE>(blue), 0};
+  void set(size_t index, unsigned red, unsigned green, unsigned blue) {
+    const PALETTEENTRY entry = {static_cast<BYTE>(red), static_cast<BYTE>(green),
+                                static_cast<BYTE>(blue), 0};
+    if (block_ != nullptr) std::memcpy(&block_[kFront + index * kEntrySize], &entry, kEntrySize);
+  }
+
+  HPALETTE create() {
+    if (block_ == nullptr) return nullptr;
+    auto* const palette = reinterpret_cast<LOGPALETTE*>(block_.get());
+    palette->palVersion = kPaletteVersion;
+    palette->palNumEntries = static_cast<WORD>(count_);
+    return CreatePalette(palette);
+  }
+
+ private:
+  static constexpr size_t kFront = offsetof(LOGPALETTE, palPalEntry);
+  static constexpr size_t kEntrySize = sizeof(PALETTEENTRY);
+
+  size_t count_;
+  std::unique_ptr<unsigned char[]> block_;
+};
+
+HPALETTE blackAndWhite() {
+  PaletteColors colors(2);
+  colors.set(1, 255, 255, 255);
+  return colors.create();
 }
 
 // The colours that every screen has: each channel off, half on or on, and two greys.
-std::vector<PALETTEENTRY> sixteenColors() {
+HPALETTE sixteenColors() {
   constexpr unsigned kHalf = 128;
   constexpr unsigned kFull = 255;
   constexpr unsigned kLightGrey = 192;
-  std::vector<PALETTEENTRY> colors;
-  for (const unsigned level : {kHalf, kFull}) {
-    for (unsigned bits = 0; bits < 8; ++bits) {
-      colors.push_back(entry((bits & 1) * level, (bits >> 1 & 1) * level, (bits >> 2) * level));
-    }
+  PaletteColors colors(16);
+  for (unsigned i = 0; i < 16; ++i) {
+    const unsigned level = i < 8 ? kHalf : kFull;
+    colors.set(i, (i & 1) * level, (i >> 1 & 1) * level, (i >> 2 & 1) * level);
   }
-  colors[7] = entry(kLightGrey, kLightGrey, kLightGrey);
-  colors[8] = entry(kHalf, kHalf, kHalf);
-  return colors;
+  colors.set(7, kLightGrey, kLightGrey, kLightGrey);
+  colors.set(8, kHalf, kHalf, kHalf);
+  return colors.create();
 }
 
 // A cube of 6 levels a channel, and greys between them.
-std::vector<PALETTEENTRY> manyColors() {
+HPALETTE manyColors() {
   constexpr unsigned kLevels = 6;
   constexpr unsigned kStep = 255 / (kLevels - 1);
-  std::vector<PALETTEENTRY> colors;
-  for (unsigned i = 0; i < kLevels * kLevels * kLevels; ++i) {
-    colors.push_back(
-        entry(i / (kLevels * kLevels) * kStep, i / kLevels % kLevels * kStep, i % kLevels * kStep));
+  constexpr unsigned kCube = kLevels * kLevels * kLevels;
+  constexpr unsigned kGreys = kIndexedColorsMax - kCube;
+  PaletteColors colors(kIndexedColorsMax);
+  for (unsigned i = 0; i < kCube; ++i) {
+    colors.set(i, i / (kLevels * kLevels) * kStep, i / kLevels % kLevels * kStep,
+               i % kLevels * kStep);
   }
-  const auto greys = static_cast<unsigned>(kIndexedColorsMax - colors.size());
-  for (unsigned i = 1; i <= greys; ++i) {
-    const unsigned level = i * 255 / (greys + 1);
-    colors.push_back(entry(level, level, level));
+  for (unsigned i = 0; i < kGreys; ++i) {
+    const unsigned level = (i + 1) * 255 / (kGreys + 1);
+    colors.set(kCube + i, level, level, level);
   }
-  return colors;
+  return colors.create();
 }
 
 // A bitmap's header and colours in the system's own form.
@@ -200,8 +221,8 @@ int PalEntriesOnDevice(HDC device) {
 
 HPALETTE CreateHalftonePalette(HDC device, int colors) {
   const int wanted = colors > 0 ? colors : PalEntriesOnDevice(device);
-  if (wanted <= 2) return paletteOf({entry(0, 0, 0), entry(255, 255, 255)});
-  return paletteOf(wanted <= 16 ? sixteenColors() : manyColors());
+  if (wanted <= 2) return blackAndWhite();
+  return wanted <= 16 ? sixteenColors() : manyColors();
 }
 
 int CreateDIBPalette(const unsigned char* dib, HPALETTE* palette) {
@@ -211,12 +232,12 @@ int CreateDIBPalette(const unsigned char* dib, HPALETTE* palette) {
   if (count == 0) return 0;
   const bool isInfo = hasInfoHeader(dib);
   const unsigned char* color = dib + (isInfo ? bmp::kInfoHeaderSize : getLe32(dib));
-  std::vector<PALETTEENTRY> entries;
+  PaletteColors colors(count);
   for (size_t i = 0; i < count; ++i) {
-    entries.push_back(entry(color[2], color[1], color[0]));
+    colors.set(i, color[2], color[1], color[0]);
     color += isInfo ? bmp::kColorSize : bmp::kCoreColorSize;
   }
-  *palette = paletteOf(entries);
+  *palette = colors.create();
   return *palette != nullptr ? 1 : 0;
 }
 
