@@ -26,14 +26,18 @@ void setSize(void* handle, unsigned long size) {
   std::memcpy(handle, &header, sizeof(header));
 }
 
-}  // namespace
-
-void* MemAlloc(unsigned long size) {
-  kx_Check(size != 0, kSource, kLineAllocEmpty);
+void* newHandle(unsigned long size) {
   if (size > kSizeMax) return nullptr;
   void* handle = std::malloc(static_cast<size_t>(size) + sizeof(SizeHeader));
   if (handle != nullptr) setSize(handle, size);
   return handle;
+}
+
+}  // namespace
+
+void* MemAlloc(unsigned long size) {
+  kx_Check(size != 0, kSource, kLineAllocEmpty);
+  return newHandle(size);
 }
 
 void* MemGetPtr(void* handle) {
@@ -57,9 +61,11 @@ void* MemRealloc(void* handle, unsigned long size) {
 void* MemDuplicate(void* handle) {
   if (handle == nullptr) return nullptr;
   const unsigned long size = MemGetSize(handle);
-  auto* copy = static_cast<unsigned char*>(std::calloc(1, size + sizeof(SizeHeader)));
+  void* copy = newHandle(size);
   if (copy == nullptr) return nullptr;
-  std::memcpy(copy, handle, std::max<size_t>(size, sizeof(SizeHeader)));
+  const size_t copied = std::max<size_t>(size, sizeof(SizeHeader));
+  std::memcpy(copy, handle, copied);
+  std::memset(static_cast<unsigned char*>(copy) + copied, 0, size + sizeof(SizeHeader) - copied);
   return copy;
 }
 

@@ -1,4 +1,4 @@
-/// Makes large requests to `malloc` fail, in this program only.
+/// Makes large requests to `malloc` and `realloc` fail, in this program only.
 #pragma once
 
 #include <cstddef>
@@ -6,10 +6,10 @@
 namespace kx_seam {
 
 /// While one of these lives, requests of the thread that made it for more than `largest` bytes
-/// fail.
+/// fail, but for the first `granted` of them.
 class LargestRequest {
  public:
-  explicit LargestRequest(size_t largest);
+  explicit LargestRequest(size_t largest, long granted = 0);
   LargestRequest(const LargestRequest&) = delete;
   LargestRequest& operator=(const LargestRequest&) = delete;
   ~LargestRequest();
