@@ -166,6 +166,10 @@ TEST(DocsTest, TheOutlinePageWalksThroughAWholeFile) {
   EXPECT_EQ(walkedBytes("format-outline.md", "outline-deleted-ids"), golden("outline-deleted-ids"));
 }
 
+TEST(DocsTest, TheDrawingPageWalksThroughAWholeDrawing) {
+  EXPECT_EQ(walkedBytes("format-drawing.md", "drawing-1"), golden("drawing-1"));
+}
+
 TEST(DocsTest, TheCategoryPageWalksThroughAWholeFile) {
   EXPECT_EQ(walkedBytes("format-category.md", "category-v1"), golden("category-v1"));
 }
