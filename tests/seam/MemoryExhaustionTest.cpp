@@ -165,9 +165,9 @@ TEST_F(MemoryExhaustionTest, AMemoryOutlineWithoutItsSetThrowsMessage11AndKeepsT
 }
 
 TEST_F(MemoryExhaustionTest, AMemoryOutlineIsSavedInMemoryOrCanBeSavedAgain) {
+  MemFile whole(64);
   CMemOutlDB db;
   fill(db);
-  MemFile whole(64);
   db.Attach(&whole);
   db.WriteAllHeaders();
   db.WriteRows();
@@ -185,6 +185,7 @@ TEST_F(MemoryExhaustionTest, AMemoryOutlineIsSavedInMemoryOrCanBeSavedAgain) {
     db.WriteAllHeaders();
     db.WriteRows();
     EXPECT_EQ(file.GetLength(), length);
+    db.Detach();
   }
 }
 
