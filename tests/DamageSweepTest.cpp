@@ -18,6 +18,8 @@ using kx_gen::CCategoryDB;
 using kx_gen::CCategoryRecord;
 using kx_gen::CDatabase;
 using kx_gen::CDBRecord;
+using kx_gen::CLinkedOutlRec;
+using kx_gen::CMemOutlDB;
 using kx_gen::COutlineDB;
 using kx_gen::COutlineRecord;
 using kx_test::Bytes;
@@ -114,6 +116,25 @@ void useAndEdit(COutlineDB& db) {
   editHeaders(db);
   db.AddDeletedId(12);
   db.removeDeletedId(3);
+  db.GetRecordset()->Append();
+  step([&] { db.purgeDeletedRecs(); });
+}
+
+void read(CMemOutlDB& db) {
+  steps([&] { EXPECT_FALSE(db.ReadHeader(1)); }, [&] { db.ReadRows(); });
+}
+
+void useAndEdit(CMemOutlDB& db) {
+  CLinkedOutlRec stored;
+  stored.Init();
+  for (CDBRecord* record : *db.GetRecordset()) {
+    auto& item = static_cast<CLinkedOutlRec&>(*record);
+    useItem(item, stored);
+    steps([&] { item.getInternalId(); }, [&] { item.getParentId(); },
+          [&] { stored.UpdateChangedFields(&item); });
+    editItem(item);
+    steps([&] { item.setInternalId(12); }, [&] { item.setParentId(0xFFFFFFFF); });
+  }
   db.GetRecordset()->Append();
   step([&] { db.purgeDeletedRecs(); });
 }
@@ -233,6 +254,13 @@ TEST_P(OutlineDamageSweepTest, EndsInADocumentedExceptionOrAUsableDocument) {
   sweep<COutlineDB>(kx_test::golden(name), damage);
 }
 
+using MemOutlineDamageSweepTest = DamageSweepTest;
+
+TEST_P(MemOutlineDamageSweepTest, EndsInADocumentedExceptionOrAUsableDocument) {
+  const auto& [name, damage] = GetParam();
+  sweep<CMemOutlDB>(kx_test::golden(name), damage);
+}
+
 using CategoryDamageSweepTest = DamageSweepTest;
 
 TEST_P(CategoryDamageSweepTest, EndsInADocumentedExceptionOrAUsableDocument) {
@@ -256,6 +284,11 @@ INSTANTIATE_TEST_SUITE_P(
                                          "outline-unknown-edited"),
                        ::testing::ValuesIn(kDamages)),
     caseName);
+INSTANTIATE_TEST_SUITE_P(Files, MemOutlineDamageSweepTest,
+                         ::testing::Combine(::testing::Values("memory-outline",
+                                                              "memory-outline-all-fields"),
+                                            ::testing::ValuesIn(kDamages)),
+                         caseName);
 INSTANTIATE_TEST_SUITE_P(Files, CategoryDamageSweepTest,
                          ::testing::Combine(::testing::Values("category-v1", "category-v0"),
                                             ::testing::ValuesIn(kDamages)),
