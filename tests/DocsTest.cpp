@@ -159,8 +159,8 @@ TEST_P(FormatPageTest, ThePageAndTheFormatHeaderPointAtEachOther) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Docs, FormatPageTest,
-                         ::testing::Values("format-outline.md", "format-category.md",
-                                           "format-drawing.md"));
+                         ::testing::Values("format-outline.md", "format-memory-outline.md",
+                                           "format-category.md", "format-drawing.md"));
 
 TEST(DocsTest, TheOutlinePageWalksThroughAWholeFile) {
   EXPECT_EQ(walkedBytes("format-outline.md", "outline-deleted-ids"), golden("outline-deleted-ids"));
@@ -168,6 +168,10 @@ TEST(DocsTest, TheOutlinePageWalksThroughAWholeFile) {
 
 TEST(DocsTest, TheDrawingPageWalksThroughAWholeDrawing) {
   EXPECT_EQ(walkedBytes("format-drawing.md", "drawing-1"), golden("drawing-1"));
+}
+
+TEST(DocsTest, TheMemoryOutlinePageWalksThroughAWholeFile) {
+  EXPECT_EQ(walkedBytes("format-memory-outline.md", "memory-outline"), golden("memory-outline"));
 }
 
 TEST(DocsTest, TheCategoryPageWalksThroughAWholeFile) {

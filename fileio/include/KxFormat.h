@@ -1,8 +1,8 @@
 /// Every constant of the files: check code, table and slot layout, tags, framing, flags, limits.
 ///
-/// The files are drawn and explained in docs/format-outline.md and docs/format-category.md, stored
-/// drawings in docs/format-drawing.md; a change here changes them. Each constant is derived from
-/// its parts, so that the sum shows.
+/// The files are drawn and explained in docs/format-outline.md, docs/format-memory-outline.md and
+/// docs/format-category.md, stored drawings in docs/format-drawing.md; a change here changes them.
+/// Each constant is derived from its parts, so that the sum shows.
 #pragma once
 
 #include <cstddef>
