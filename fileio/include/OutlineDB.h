@@ -127,7 +127,8 @@ class KX_API COutlineDB : public CDatabase {
 };
 
 /// A lean kind beside `COutlineDB`: linked outline rows right behind the information block, without
-/// headers and deleted ids. `Open` throws (message 25 for a version other than 10).
+/// headers and deleted ids. `Open` throws (message 25 for a version other than 10). The file:
+/// docs/format-memory-outline.md.
 class KX_API CMemOutlDB : public CDatabase {
  public:
   CMemOutlDB();
