@@ -130,6 +130,33 @@ bool hasAnchor(const fs::path& page, const std::string& anchor) {
   return false;
 }
 
+/// The blocks of one language on a page.
+std::vector<std::string> blocksOf(const std::string& page, const std::string& language) {
+  std::vector<std::string> found;
+  std::istringstream lines(textOf(docsFolder() / page));
+  bool isWanted = false;
+  for (std::string line; std::getline(lines, line);) {
+    if (line.rfind("```", 0) == 0) {
+      isWanted = line == "```" + language;
+      if (isWanted) found.emplace_back();
+    } else if (isWanted) {
+      found.back() += line + '\n';
+    }
+  }
+  return found;
+}
+
+/// All sources of the tests, without blanks and line ends.
+std::string testSources() {
+  std::string sources;
+  for (const auto& entry : fs::recursive_directory_iterator(sourceFolder() / "tests")) {
+    if (entry.path().extension() == ".cpp") sources += textOf(entry.path());
+  }
+  const auto isSpace = [](unsigned char c) { return std::isspace(c) != 0; };
+  sources.erase(std::remove_if(sources.begin(), sources.end(), isSpace), sources.end());
+  return sources;
+}
+
 class FormatPageTest : public ::testing::TestWithParam<const char*> {};
 
 TEST_P(FormatPageTest, EveryHexLineStandsInItsFile) {
@@ -202,6 +229,50 @@ TEST(DocsTest, TheIndexNamesEveryPage) {
     if (name == "README.md") continue;
     EXPECT_NE(index.find("](" + name + ")"), std::string::npos) << name;
   }
+}
+
+TEST(DocsTest, EveryTestThatHoldsAPeculiarityExists) {
+  const std::string sources = testSources();
+  const std::set<std::string> names =
+      matchesIn(textOf(docsFolder() / "behaviour.md"), R"(`(\w+Test\.\w+)`)");
+  ASSERT_FALSE(names.empty());
+  for (const std::string& name : names) {
+    const size_t dot = name.find('.');
+    const std::string declared = '(' + name.substr(0, dot) + ',' + name.substr(dot + 1) + ')';
+    EXPECT_NE(sources.find(declared), std::string::npos) << name;
+  }
+}
+
+TEST(DocsTest, EveryPeculiarityIsHeldByATest) {
+  std::istringstream lines(textOf(docsFolder() / "behaviour.md"));
+  int count = 0;
+  for (std::string line; std::getline(lines, line);) {
+    if (line.rfind("| ", 0) != 0 || line == "| what holds | held by |") continue;
+    ++count;
+    const std::string heldBy = line.substr(line.rfind(" | ") + 3);
+    EXPECT_FALSE(matchesIn(heldBy, R"(`(\w+Test\.\w+)`)").empty()) << line;
+  }
+  EXPECT_GT(count, 0);
+}
+
+TEST(DocsTest, ThePythonOfTheFlatPageStandsInTheExample) {
+  const fs::path folder = sourceFolder() / "examples" / "python";
+  const std::string example = textOf(folder / "kx_fileio.py") + textOf(folder / "outline.py");
+  const std::vector<std::string> blocks = blocksOf("flat-interface.md", "python");
+  ASSERT_FALSE(blocks.empty());
+  for (const std::string& block : blocks) {
+    EXPECT_NE(example.find(block), std::string::npos) << block;
+  }
+}
+
+TEST(DocsTest, EveryFunctionThatTheFlatPageNamesIsDeclared) {
+  const fs::path folder = sourceFolder() / "fileio" / "include";
+  const std::set<std::string> declared = matchesIn(
+      textOf(folder / "RV_FileIO.h") + textOf(folder / "MemAPI.h"), R"(\b((?:RV_|KX_|Mem)\w+))");
+  const std::set<std::string> named =
+      matchesIn(textOf(docsFolder() / "flat-interface.md"), R"(`((?:RV_|KX_|Mem)[A-Za-z]\w*))");
+  ASSERT_FALSE(named.empty());
+  for (const std::string& name : named) EXPECT_EQ(declared.count(name), 1u) << name;
 }
 
 }  // namespace
