@@ -106,7 +106,7 @@ bool succeeds(Call call) {
     call();
     return true;
   } catch (CException* e) {
-    e->Delete();
+    if (e != nullptr) e->Delete();
     return false;
   }
 }

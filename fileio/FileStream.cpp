@@ -271,7 +271,7 @@ CFileStream::WindowScope::~WindowScope() {
   try {
     stream_.endWindow();
   } catch (CException* e) {
-    e->Delete();  // another exception is on its way; it tells what happened first
+    if (e != nullptr) e->Delete();  // another exception is on its way; it tells what happened first
   }
 }
 

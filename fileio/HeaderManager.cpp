@@ -51,7 +51,7 @@ std::vector<unsigned char> readableBytes(CFileStream& stream, long pos, unsigned
     stream.Seek(pos, 0);
     bytes.resize(stream.Read(bytes.data(), size));
   } catch (CException* e) {
-    e->Delete();
+    if (e != nullptr) e->Delete();
     bytes.clear();
   }
   return bytes;

@@ -146,7 +146,7 @@ int COutlineDB::Open(const wchar_t* path, unsigned int mode) {
     const unsigned long number = e != nullptr ? e->GetErrNumber() : kNoErrNumber;
     KX_Trace(L"line %d exception %s nm %d", static_cast<int>(kLineOpenCaught), description,
              static_cast<int>(static_cast<int32_t>(number)));
-    e->Delete();
+    if (e != nullptr) e->Delete();
     Close();
     return 0;
   }
