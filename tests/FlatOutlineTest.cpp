@@ -88,10 +88,8 @@ class FlatOutlineTest : public kx_test::FlatTest {
     return flatText([&](wchar_t* out) { return RV_GetOutlineTitle(db, out); });
   }
   static std::vector<unsigned long> idsOf(RV_DB db) {
-    std::vector<unsigned long> ids;
-    for (int i = 0; i < RV_GetSize(db); ++i) {
-      ids.push_back(RV_GetRecordId(db, static_cast<unsigned long>(i)));
-    }
+    std::vector<unsigned long> ids(static_cast<size_t>(RV_GetSize(db)));
+    for (unsigned long i = 0; i < ids.size(); ++i) ids[i] = RV_GetRecordId(db, i);
     return ids;
   }
   static void draw(RV_REC rec, int32_t width, int32_t height, uint16_t bits = 24) {
