@@ -106,9 +106,10 @@ void MemFile::Free(unsigned char* block) {
 void MemFile::GrowFile(unsigned long needed) {
   if (needed <= capacity_) return;
   if (growBytes_ == 0) refuseGrowth();
-  const uint64_t missing = static_cast<uint64_t>(needed) - capacity_;
+  const uint64_t wanted = needed;
+  const uint64_t missing = wanted - capacity_;
   const uint64_t steps = (missing + growBytes_ - 1) / growBytes_;
-  const bool possible = needed <= kSizeMax && steps <= (kSizeMax - capacity_) / growBytes_;
+  const bool possible = wanted <= kSizeMax && steps <= (kSizeMax - capacity_) / growBytes_;
   const uint64_t capacity = possible ? capacity_ + steps * growBytes_ : 0;
   unsigned char* grown = nullptr;
   if (possible) {
