@@ -176,7 +176,7 @@ TEST_F(FlatOutlineTest, SomeCallsLeaveALineInTheLog) {
   RV_GetCategoryName(db, nullptr);
   RV_GetOutlineTitle(db, nullptr);
   RV_GetPrivate(db);
-  const std::string name = folder().string() + "/outline.kxo";
+  const std::string name = (folder() / "outline.kxo").string();
   EXPECT_THAT(logLines(), ElementsAre("Opening db of " + name, "COutlineDB::Open " + name + " 2",
                                       "writing all headers", "writing rows", "closing database",
                                       "Get category name", "Get outline title", "Get Private"));
@@ -1029,6 +1029,65 @@ TEST_F(FlatOutlineTest, ACategoryIsRenamedInEveryFileOfAFolder) {
   EXPECT_EQ(categoryIn(L"a.kxo"), L"Home");
   EXPECT_EQ(categoryIn(L"b.kxo"), L"Unfiled");
   EXPECT_EQ(categoryIn(L"c.txt"), L"Work");
+}
+
+// --- All of it, as a caller who cannot catch exceptions works ---
+
+class FlatLifeTest : public FlatOutlineTest {
+ protected:
+  static constexpr int kDocuments = 50;
+
+  static std::wstring nameOf(int i) { return L"doc" + std::to_wstring(i) + L".kxo"; }
+  static bool failed() { return KX_FlatLastError(nullptr, 0, nullptr) != 0; }
+
+  /// A document with a note, a drawing and deleted ids.
+  void makeDocument(int i) {
+    FlatOutline db;
+    createOutline(db, nameOf(i));
+    RV_SetCategoryName(db, i % 2 == 0 ? L"Work" : L"Play");
+    RV_SetNote(addItem(db, 1, nameOf(i).c_str()), L"note");
+    draw(addItem(db, 2), 3 + i, 2);
+    RV_REC gone = addItem(db, 3);
+    RV_AddDeletedId(db, RV_GetId(gone));
+    RV_Delete(db, gone);
+    saveOutline(db);
+    EXPECT_FALSE(failed());
+  }
+  void expectDocument(int i, const wchar_t* category) {
+    FlatOutline db;
+    ASSERT_EQ(RV_Open(db, path(nameOf(i)).c_str(), 0), 1);
+    EXPECT_EQ(RV_ReadSharedHeader(db), 1);
+    RV_ReadRows(db);
+    ASSERT_FALSE(failed());
+    EXPECT_EQ(categoryOf(db), category);
+    ASSERT_EQ(RV_GetSize(db), 2);
+    EXPECT_EQ(RV_GetRecordString(db, 0), nameOf(i));
+    EXPECT_EQ(noteOf(RV_GetRecord(db, 0)), L"note");
+    const kx_test::Handle drawing(RV_GetDrawing(RV_GetRecord(db, 1)));
+    EXPECT_EQ(kx_test::pixelsOf(kx_test::dataOf(drawing)),
+              kx_test::pixelsOf(kx_test::picture(3 + i, 2, 24)));
+    EXPECT_EQ(RV_IsDeletedId(db, 3), 1);
+  }
+};
+
+TEST_F(FlatLifeTest, FiftyDocumentsAreMadeRenamedAndReadAndDamageIsAnError) {
+  KX_FlatGuard(1);
+  for (int i = 0; i < kDocuments; ++i) makeDocument(i);
+  KX_UpdateCategory(folder().wstring().c_str(), L"kxo", L"Work", L"Labour");
+  EXPECT_FALSE(failed());
+  for (int i = 0; i < kDocuments; ++i) expectDocument(i, i % 2 == 0 ? L"Labour" : L"Play");
+
+  Bytes bytes = kx_test::readFile(folder() / nameOf(0));
+  bytes.resize(bytes.size() - 10);
+  kx_test::writeFile(folder() / nameOf(0), bytes);
+  FlatOutline damaged;
+  EXPECT_EQ(RV_Open(damaged, path(nameOf(0)).c_str(), 0), 1);
+  RV_ReadRows(damaged);
+  wchar_t text[32];
+  EXPECT_EQ(KX_FlatLastError(text, 32, nullptr), 18ul);
+  EXPECT_STREQ(text, L"File IO read error");
+  EXPECT_STREQ(RV_GetRecordString(damaged, 0), nameOf(0).c_str());
+  expectDocument(1, L"Play");
 }
 
 }  // namespace
