@@ -1,3 +1,4 @@
+#include <cstdio>
 #include <cwchar>
 
 #include "KX_FileIO.h"
