@@ -36,7 +36,6 @@ using testing::IsEmpty;
 
 constexpr size_t kWidth = 4;
 constexpr size_t kHeight = 8;
-constexpr size_t kCompression = 16;
 constexpr size_t kImageSize = 20;
 constexpr size_t kUsed = 32;
 

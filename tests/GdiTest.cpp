@@ -27,7 +27,6 @@ constexpr size_t kWidth = 4;
 constexpr size_t kHeight = 8;
 constexpr size_t kBits = 14;
 constexpr size_t kCompression = 16;
-constexpr size_t kUsed = 32;
 
 /// A bitmap or palette of the system, deleted at the end of its scope.
 template <class Object>
@@ -214,7 +213,7 @@ TEST_F(GdiTest, ACoreHeadersColoursTakeThreeBytes) {
 }
 
 TEST_F(GdiTest, WithoutColoursThereIsNoPalette) {
-  HPALETTE palette = reinterpret_cast<HPALETTE>(&palette);
+  auto* palette = reinterpret_cast<HPALETTE>(this);
   EXPECT_EQ(kx_gen::CreateDIBPalette(picture(4, 4, 24).data(), &palette), 0);
   EXPECT_EQ(palette, nullptr);
   EXPECT_EQ(kx_gen::CreateDIBPalette(nullptr, &palette), 0);

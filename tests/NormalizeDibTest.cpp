@@ -48,7 +48,7 @@ Bytes normalizedFile(const Bytes& file) {
 
 /// The same result from a file and from a handle.
 Bytes normalized(const Bytes& dib, size_t bitsAt) {
-  const Bytes fromFile = normalizedFile(bmpFile(dib, bitsAt));
+  Bytes fromFile = normalizedFile(bmpFile(dib, bitsAt));
   const Handle handle = kx_test::handleOf(dib);
   EXPECT_EQ(dataOf(Handle(kxo::NormalizeDib(handle.get()))), fromFile);
   EXPECT_EQ(dataOf(handle), dib) << "the source stays";

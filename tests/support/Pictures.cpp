@@ -120,7 +120,7 @@ std::vector<uint32_t> pixelsOf(const Bytes& dib) {
   if (dib.size() < kHeader || field(dib, 0, 4) != kHeader || field(dib, 16, 4) != 0) return {};
   const size_t width = field(dib, 4, 4);
   const auto height = static_cast<int32_t>(field(dib, 8, 4));
-  const size_t rows = static_cast<size_t>(std::abs(height));
+  const auto rows = static_cast<size_t>(std::abs(height));
   const size_t bits = field(dib, 14, 2);
   if (bits != 1 && bits != 4 && bits != 8 && bits != 24) return {};
   const size_t front = kHeader + 4 * colorsIn(dib);

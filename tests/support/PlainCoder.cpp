@@ -1,8 +1,6 @@
 #include "PlainCoder.h"
 
 #include <algorithm>
-#include <array>
-#include <optional>
 
 namespace kx_test {
 
@@ -37,18 +35,18 @@ CodedItem literalOf(unsigned char byte) {
 
 std::vector<CodedItem> plainItems(const Bytes& source) {
   std::vector<CodedItem> items;
-  std::array<std::optional<size_t>, 4096> lastSeen;
+  size_t lastSeen[4096] = {};  // behind the place where an item with this hash started; 0: none
   size_t at = 0;
   while (at < source.size()) {
     CodedItem item = literalOf(source[at]);
     if (source.size() - at >= kEndZone) {
-      std::optional<size_t>& seen = lastSeen[hashAt(source, at)];
-      if (seen.has_value() && at - *seen <= kFarthest) {
-        item.offset = at - *seen;
-        item.length = sameBytes(source, *seen, at, kLongest);
+      size_t& seen = lastSeen[hashAt(source, at)];
+      if (seen > 0 && at - (seen - 1) <= kFarthest) {
+        item.offset = at - (seen - 1);
+        item.length = sameBytes(source, seen - 1, at, kLongest);
         item.isCopy = item.length >= 3;
       }
-      seen = at;
+      seen = at + 1;
     }
     items.push_back(item);
     at += item.isCopy ? item.length : 1;

@@ -278,31 +278,34 @@ int Fill(const Description& description, int size, void* buffer) {
   return kSize;
 }
 
-/// One direction of a copy between bitmaps: the steps that lie within both.
+/// One direction of a copy between bitmaps: where it starts in each, and the steps that lie within
+/// both.
 struct Span {
   Span(int count, int target, LONG targetSize, int source, LONG sourceSize)
-      : first(std::max<int64_t>({0, -int64_t{target}, -int64_t{source}})),
-        last(std::min(
-            {int64_t{count}, int64_t{targetSize} - target, int64_t{sourceSize} - source})) {}
+      : target(target),
+        source(source),
+        first(std::max<int64_t>({0, -this->target, -this->source})),
+        last(std::min({int64_t{count}, targetSize - this->target, sourceSize - this->source})) {}
+  int64_t target;
+  int64_t source;
   int64_t first;
   int64_t last;
 };
 
 /// Every pixel is read before the first one is written: source and target may be one bitmap.
-void CopyPixels(const Bitmap& source, int sourceX, int sourceY, Bitmap& target, int x, int y,
-                const Span& columns, const Span& rows) {
+void CopyPixels(const Bitmap& source, Bitmap& target, const Span& columns, const Span& rows) {
   const bool sameForm = source.HasSameForm(target);
   std::vector<DWORD> values;
-  for (int64_t row = rows.first; row < rows.last; ++row) {
-    for (int64_t column = columns.first; column < columns.last; ++column) {
-      const DWORD value = source.Get(sourceX + column, sourceY + row);
+  for (int64_t y = rows.first; y < rows.last; ++y) {
+    for (int64_t x = columns.first; x < columns.last; ++x) {
+      const DWORD value = source.Get(columns.source + x, rows.source + y);
       values.push_back(sameForm ? value : target.ValueOf(source.ColorOf(value)));
     }
   }
   auto next = values.begin();
-  for (int64_t row = rows.first; row < rows.last; ++row) {
-    for (int64_t column = columns.first; column < columns.last; ++column) {
-      target.Set(x + column, y + row, *next++);
+  for (int64_t y = rows.first; y < rows.last; ++y) {
+    for (int64_t x = columns.first; x < columns.last; ++x) {
+      target.Set(columns.target + x, rows.target + y, *next++);
     }
   }
 }
@@ -421,6 +424,7 @@ HGDIOBJ GetStockObject(int index) {
   });
 }
 
+// NOLINTNEXTLINE(readability-function-size): the system's own signature
 BOOL BitBlt(HDC target, int x, int y, int width, int height, HDC source, int sourceX, int sourceY,
             DWORD operation) {
   return WithObjects(FALSE, [&](Objects& objects) {
@@ -432,8 +436,7 @@ BOOL BitBlt(HDC target, int x, int y, int width, int height, HDC source, int sou
     }
     Bitmap& into = *to->bitmap;
     const Bitmap& picture = *from->bitmap;
-    CopyPixels(picture, sourceX, sourceY, into, x, y,
-               Span(width, x, into.width(), sourceX, picture.width()),
+    CopyPixels(picture, into, Span(width, x, into.width(), sourceX, picture.width()),
                Span(height, y, into.height(), sourceY, picture.height()));
     return TRUE;
   });
