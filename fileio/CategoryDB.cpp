@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cwchar>
+#include <limits>
 #include <mutex>
 #include <new>
+#include <unordered_set>
 
 #include "ReadExactly.h"
 #include "RecordStore.h"
@@ -46,6 +48,8 @@ enum : int {
 };
 
 constexpr SourceLine atRecord(int line) { return SourceLine{kRecordSource, line}; }
+
+constexpr size_t kEndSlot = std::numeric_limits<size_t>::max();  // where an iterator ends
 
 constexpr unsigned long kSlotsMax = 65535;  // what a slot number may ask for
 
@@ -108,10 +112,12 @@ void CCategoryIterator::FindFirst() {
   if (db_ == nullptr) return;
   const auto size = static_cast<size_t>(db_->GetRecordset()->getSize());
   while (slot_ < size && db_->getRecord(static_cast<unsigned long>(slot_))->IsEmpty()) ++slot_;
+  // The end is no slot, so that it stays the end when slots are added.
+  if (slot_ >= size) slot_ = kEndSlot;
 }
 
 CCategoryRecord* CCategoryIterator::operator*() const {
-  if (db_ == nullptr) return nullptr;
+  if (db_ == nullptr || slot_ == kEndSlot) return nullptr;
   return static_cast<CCategoryRecord*>(db_->getRecord(static_cast<unsigned long>(slot_)));
 }
 
@@ -129,7 +135,7 @@ CCategoryIterator CCategoryIterator::operator++(int) {
 }
 
 bool CCategoryIterator::operator!=(const CCategoryIterator& other) const {
-  return slot_ != other.slot_;
+  return slot_ != other.slot_ || db_ != other.db_;
 }
 
 bool CCategoryIterator::operator!=(const CDBRecordset::iterator& row) const {
@@ -255,7 +261,10 @@ unsigned long CCategoryDB::GetNewCategoryId() {
   const uint64_t next = static_cast<uint64_t>(lastCategoryId_) + 1;
   lastCategoryId_ =
       next > format::kLastCategoryId ? format::kFirstCategoryId : static_cast<uint32_t>(next);
-  while (FindCategory(static_cast<unsigned long>(lastCategoryId_)) != nullptr) ++lastCategoryId_;
+  // Collected once: a damaged file may hold any number of live ids in a row.
+  std::unordered_set<unsigned long> live;
+  for (CCategoryIterator it = GetIterator(); it != End(); ++it) live.insert((*it)->GetCategoryId());
+  while (live.count(lastCategoryId_) != 0) ++lastCategoryId_;
   if (lastCategoryId_ > format::kLastCategoryId) {
     throwTraced(kSourceFile, kLineNoFreeId, kMsgNoFreeCategoryId, numberOf(kMsgNoFreeCategoryId));
   }

@@ -323,8 +323,8 @@ void CDib::InitDIBData() {
   size_.cx = static_cast<LONG>(width);
   size_.cy = static_cast<LONG>(height);
   HPALETTE palette = nullptr;
-  const bool holdsColors =
-      getLe32(dib) + static_cast<uint64_t>(DIBNumColors(dib)) * bmp::kColorSize <= size;
+  const uint64_t colorSize = hasInfoHeader(dib) ? bmp::kColorSize : bmp::kCoreColorSize;
+  const bool holdsColors = getLe32(dib) + DIBNumColors(dib) * colorSize <= size;
   if (holdsColors) CreateDIBPalette(dib, &palette);
   palette_ = Share::take(palette, Share::freePalette);
   MemReleasePtr(handle);

@@ -64,6 +64,15 @@ void append(CHeaderManager::HeaderList& list, const THeaderRecord& record) {
   static_cast<void>(info.release());
 }
 
+// How much of a slot of `size` bytes at `pos` is to be written: all of it, unless it claims far
+// more than the file has.
+uint32_t slotSizeInFile(CFileStream& stream, uint64_t pos, uint32_t size) {
+  if (size <= kMissingSlotBytesMax) return size;
+  const uint64_t length = stream.GetLength();
+  if (pos + size <= length + kMissingSlotBytesMax) return size;
+  return static_cast<uint32_t>(length > pos ? length - pos : 0);
+}
+
 [[noreturn]] void throwSizeChanged(int line) {
   throwTraced(kSource, line, kMsgHeaderSizeChanged, numberOf(kMsgHeaderSizeChanged));
 }
@@ -359,8 +368,12 @@ void CHeaderManager::WriteHeader(CFileStream& stream, unsigned short id) {
   CTaggedDataHeader* header = (*entry)->header;
   if (!kx_Check(header != nullptr, kSource, kLineWriteNoObject)) return;
   header->CheckFits((*entry)->record.size);
+  const auto block = static_cast<uint32_t>(header->getTaggedDataManager().size());
+  const uint32_t needed =
+      std::max(neededSlotSize(**entry), static_cast<uint32_t>(block + format::kSlotLengthSize));
+  const uint32_t size = std::max(needed, slotSizeInFile(stream, pos, (*entry)->record.size));
   stream.Seek(static_cast<long>(pos), 0);
-  header->Write(stream, (*entry)->record.size);
+  header->Write(stream, std::min<uint32_t>(size, (*entry)->record.size));
 }
 
 }  // namespace kx_gen

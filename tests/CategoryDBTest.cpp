@@ -862,4 +862,46 @@ TEST_F(CategoryDBTest, ASlotWithoutAFlagTagThrowsWhenItIsMet) {
   EXPECT_EQ(thrown.description.rfind(kx_test::messageText(16), 0), 0u);
 }
 
+TEST_F(CategoryDBTest, AnIteratorAtTheEndStaysThereWhenSlotsAreAdded) {
+  CCategoryDB db;
+  db.InitNewDatabase();
+  auto end = db.GetIterator();
+  ++end;
+  ASSERT_EQ(*end, nullptr);
+  db.ResizeDB(3);
+  EXPECT_EQ(*end, nullptr);
+  EXPECT_FALSE(end != db.End());
+}
+
+TEST_F(CategoryDBTest, IteratorsOfTwoDatabasesDiffer) {
+  CCategoryDB db;
+  CCategoryDB other;
+  db.InitNewDatabase();
+  other.InitNewDatabase();
+  EXPECT_TRUE(db.GetIterator() != other.GetIterator());
+  EXPECT_FALSE(db.GetIterator() != db.GetIterator());
+  EXPECT_TRUE(kx_gen::CCategoryIterator() != db.GetIterator());
+}
+
+TEST_F(CategoryDBTest, CategoriesAreFoundByNumbersOfAnyType) {
+  CCategoryDB db;
+  db.InitNewDatabase();
+  EXPECT_NE(db.FindCategory(0), nullptr);
+  EXPECT_NE(db.FindCategory(0u), nullptr);
+  EXPECT_NE(db.FindCategory(uint32_t{0}), nullptr);
+  EXPECT_NE(db.FindCategory(0L), nullptr);
+  EXPECT_EQ(db.FindCategory(uint8_t{129}), nullptr);
+}
+
+TEST_F(CategoryDBTest, ManyLiveIdsInARowEndInMessage19) {
+  constexpr int kRows = 20000;
+  CCategoryDB db;
+  for (int i = 0; i < kRows; ++i) {
+    static_cast<CCategoryRecord*>(db.GetRecordset()->Append())
+        ->SetCategoryId(128 + static_cast<unsigned long>(i));
+  }
+  const Thrown thrown = thrownBy([&] { db.GetNewCategoryId(); });
+  EXPECT_TRUE(thrown.is(Thrown::kException, 19, 18)) << thrown;
+}
+
 }  // namespace

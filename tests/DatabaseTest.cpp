@@ -24,8 +24,6 @@ using kx_test::thrownBy;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-constexpr size_t kPlainRowsStart = 10 + 2 + 6 + 255;
-
 class DatabaseTest : public kx_test::KxTest {
  protected:
   std::wstring file() const { return path(L"file.db"); }

@@ -3,6 +3,7 @@
 #include "Dib.h"
 
 #include <gmock/gmock.h>
+#include <cstring>
 
 #include "Pictures.h"
 
@@ -801,6 +802,20 @@ TEST_F(CDibTest, EveryCutAndEveryChangedByteOfAFileIsSafe) {
     copy.release();
     const Handle back(kx_gen::ConvertInternalFormatToDib(drawing.get()));
   }
+}
+
+TEST_F(CDibTest, ASmallPictureWithACoreHeaderHasItsPalette) {
+  constexpr size_t kCoreHeaderSize = 12;
+  Bytes dib(kCoreHeaderSize + 256 * 3 + 4 + 4);  // a row, and the bytes that a duplicate loses
+  dib[0] = kCoreHeaderSize;
+  dib[4] = dib[6] = dib[8] = 1;  // width, height, planes
+  dib[10] = 8;                   // bits per pixel
+  void* handle = MemAlloc(static_cast<unsigned long>(dib.size()));
+  std::memcpy(MemGetPtr(handle), dib.data(), dib.size());
+  kx_gen::CDib object;
+  object.ReplaceHDIB(handle);
+  EXPECT_NE(nullptr, object.GetPalette());
+  MemFree(handle);
 }
 
 }  // namespace

@@ -911,4 +911,15 @@ TEST_F(HeaderManagerTest, ATableOfOneIdOverAndOverHasOneHeader) {
   EXPECT_EQ(5, manager.GetReadList()[0]->record.id);
 }
 
+TEST_F(HeaderManagerTest, ASlotThatTheFileOnlyClaimsIsNotFilled) {
+  constexpr uint32_t kClaimed = 0x20000000;
+  const Bytes table = join({le16(1), le16(1), le32(kClaimed), le32(0)});
+  DiskFile file(path(L"headers"), join({front(), table}));
+  CHeaderManager manager(kTablePos);
+  manager.RegisterHeader({1, 255}, new kx_gen::CConduitHeader);
+  manager.Read(file.stream());
+  manager.WriteHeader(file.stream(), 1);
+  EXPECT_EQ(front().size() + 8 + 255, file.contents().size());
+}
+
 }  // namespace

@@ -1,6 +1,8 @@
 /// The category database.
 #pragma once
 
+#include <type_traits>
+
 #include "CategoryRecord.h"
 #include "Database.h"
 
@@ -67,7 +69,11 @@ class KX_API CCategoryDB : public CDatabase {
 
   // The first live category in slot order with this id or exactly this name; null when none has it.
   CCategoryRecord* FindCategory(unsigned long id);
-  CCategoryRecord* FindCategory(int id) { return FindCategory(static_cast<unsigned long>(id)); }
+  /// Numbers of other types, which would otherwise be ambiguous where they are 0.
+  template <class Id, class = std::enable_if_t<std::is_integral<Id>::value>>
+  CCategoryRecord* FindCategory(Id id) {
+    return FindCategory(static_cast<unsigned long>(id));
+  }
   CCategoryRecord* FindCategory(const wchar_t* name);
   void GetCategoryName(CCategoryRecord* record, _String& name);
   unsigned long GetCategoryID(CCategoryRecord* record);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <type_traits>
 #include <vector>
 
 #include "Database.h"
@@ -52,7 +53,10 @@ class KX_API COutlineDB : public CDatabase {
   void DeleteAll(bool rememberIds);
   void AddDeletedId(unsigned long id);  ///< Duplicates are kept.
   bool IsDeleted(unsigned long id);     ///< Whether the id stands among the deleted ones.
-  bool IsDeleted(int id) { return IsDeleted(static_cast<unsigned long>(id)); }
+  template <class Id, class = std::enable_if_t<std::is_integral<Id>::value>>
+  bool IsDeleted(Id id) {
+    return IsDeleted(static_cast<unsigned long>(id));
+  }
   bool IsDeleted(COutlineRecord* record);  ///< The same for the record's id.
   void removeDeletedId(unsigned long id);  ///< The first occurrence.
   const CDeletedThoughts& GetDeletedThoughts() const { return *deletedThoughts_; }
