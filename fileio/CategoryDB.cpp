@@ -264,7 +264,7 @@ unsigned long CCategoryDB::GetNewCategoryId() {
   // Collected once: a damaged file may hold any number of live ids in a row.
   std::unordered_set<unsigned long> live;
   for (CCategoryIterator it = GetIterator(); it != End(); ++it) live.insert((*it)->GetCategoryId());
-  while (live.count(lastCategoryId_) != 0) ++lastCategoryId_;
+  while (live.contains(lastCategoryId_)) ++lastCategoryId_;
   if (lastCategoryId_ > format::kLastCategoryId) {
     throwTraced(kSourceFile, kLineNoFreeId, kMsgNoFreeCategoryId, numberOf(kMsgNoFreeCategoryId));
   }
