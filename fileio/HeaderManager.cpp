@@ -367,13 +367,14 @@ void CHeaderManager::WriteHeader(CFileStream& stream, unsigned short id) {
   kx_Check(pos != kNoPosition, kSource, kLineWritePosition);
   CTaggedDataHeader* header = (*entry)->header;
   if (!kx_Check(header != nullptr, kSource, kLineWriteNoObject)) return;
-  header->CheckFits((*entry)->record.size);
+  const uint32_t recorded = (*entry)->record.size;  // a copy: the record is packed
+  header->CheckFits(recorded);
   const auto block = static_cast<uint32_t>(header->getTaggedDataManager().size());
   const uint32_t needed =
       std::max(neededSlotSize(**entry), static_cast<uint32_t>(block + format::kSlotLengthSize));
-  const uint32_t size = std::max(needed, slotSizeInFile(stream, pos, (*entry)->record.size));
+  const uint32_t size = std::max(needed, slotSizeInFile(stream, pos, recorded));
   stream.Seek(static_cast<long>(pos), 0);
-  header->Write(stream, std::min<uint32_t>(size, (*entry)->record.size));
+  header->Write(stream, std::min(size, recorded));
 }
 
 }  // namespace kx_gen
