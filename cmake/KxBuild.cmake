@@ -42,3 +42,15 @@ target_link_libraries(kx_calls_on_null INTERFACE kx_may_delete_null)
 if(KX_SANITIZE)
   target_compile_options(kx_calls_on_null INTERFACE -fno-sanitize=null,vptr)
 endif()
+
+# kx_copy_runtime(FOLDER NAME...): puts DLLs of the compiler's runtime into a folder.
+function(kx_copy_runtime folder)
+  foreach(name IN LISTS ARGN)
+    execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${name}.dll
+      OUTPUT_VARIABLE file OUTPUT_STRIP_TRAILING_WHITESPACE)
+    if(NOT IS_ABSOLUTE "${file}")
+      message(FATAL_ERROR "the compiler has no ${name}.dll")
+    endif()
+    file(COPY ${file} DESTINATION ${folder})
+  endforeach()
+endfunction()

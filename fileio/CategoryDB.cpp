@@ -14,6 +14,10 @@
 
 namespace kx_gen {
 
+// Other modules may refer to these; an importing one has no definition of its own.
+const unsigned char CCategoryDB::kMaxCategoryAmount;
+const size_t CCategoryDB::kUnfiledNameSize;
+
 namespace {
 
 constexpr char kRecordSource[] = "CategoryRecord";

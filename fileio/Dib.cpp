@@ -30,10 +30,6 @@ static_assert(kLoadFlags == 32 && kSaveFlags == 4114, "open flags of picture fil
 
 const unsigned char* bytesOf(const void* dib) { return static_cast<const unsigned char*>(dib); }
 
-unsigned bitCountOf(const unsigned char* dib) {
-  return getLe16(dib + (hasInfoHeader(dib) ? bmp::kBitCountOffset : bmp::kCoreBitCountOffset));
-}
-
 uint16_t roundedDepth(uint16_t bits) {
   if (bits <= 1) return 1;
   if (bits <= 4) return 4;
@@ -192,7 +188,8 @@ void* ClipDIB(const void* dib, int width, int height) {
   return clipped.release();
 }
 
-// A picture that is only wider than the new size loses its right side.
+// All bytes of a row that have pixels come along. A picture that is only wider than the new size
+// loses what its rows have more than the new ones.
 void* ResizeDIB(const void* dib, int width, int height) {
   const std::optional<InfoDib> source = pictureOf(dib);
   if (!source || width < 0 || height < 0) return nullptr;
@@ -202,8 +199,9 @@ void* ResizeDIB(const void* dib, int width, int height) {
   if (newHeight < rows || (newHeight == rows && width <= source->width())) return nullptr;
   OwnedHandle resized = newLike(*source, newWidth, newHeight);
   if (resized == nullptr) return nullptr;
-  const uint64_t pixels = std::min(static_cast<uint32_t>(source->width()), newWidth);
-  copyRows(*source, resized, rows, (source->bitCount() * pixels + 7) / 8);
+  const uint64_t sourceBits = static_cast<uint64_t>(source->bitCount()) * source->width();
+  copyRows(*source, resized, rows,
+           std::min((sourceBits + 7) / 8, bmp::rowSize(source->bitCount(), newWidth)));
   return resized.release();
 }
 
@@ -258,6 +256,7 @@ struct CDib::Share {
     return share;
   }
   static void freePalette(void* palette) { DeleteGdiObject(palette); }
+  static void leave(void*) {}
 
   std::atomic<long> owners{1};
   void* object = nullptr;
@@ -298,10 +297,7 @@ void CDib::ReplaceHDIB(void* const& dib) {
   InitDIBData();
 }
 
-void CDib::DetachDib() {
-  if (dib_ != nullptr) dib_->object = nullptr;
-  Share::drop(dib_, MemFree);
-}
+void CDib::DetachDib() { Share::drop(dib_, Share::leave); }
 
 void CDib::InitDIBData() {
   Share::drop(palette_, Share::freePalette);

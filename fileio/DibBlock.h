@@ -33,6 +33,10 @@ inline bool hasInfoHeader(const unsigned char* dib) {
   return getLe32(dib + bmp::kHeaderSizeOffset) == bmp::kInfoHeaderSize;
 }
 
+inline unsigned bitCountOf(const unsigned char* dib) {
+  return getLe16(dib + (hasInfoHeader(dib) ? bmp::kBitCountOffset : bmp::kCoreBitCountOffset));
+}
+
 // True when the header, of whichever form, lies within `size` bytes.
 inline bool holdsHeader(const unsigned char* dib, uint64_t size) {
   if (size < bmp::kHeaderSizeSize) return false;

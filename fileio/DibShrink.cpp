@@ -10,7 +10,7 @@ namespace kx_gen {
 
 namespace {
 
-constexpr unsigned kMaxSize = 0xFFFF;
+constexpr int64_t kMaxSize = 0xFFFF;
 constexpr uint16_t kDepth = 24;
 constexpr size_t kChannels = 3;
 
@@ -82,17 +82,40 @@ class Sums {
   std::unique_ptr<float[]> cells_;
 };
 
-// A picture that can be shrunk to this size: whole, with 3 bytes a pixel or more.
-bool canShrink(const unsigned char* dib, uint64_t size, uint16_t width, uint16_t height) {
-  if (!holdsHeader(dib, size) || !hasInfoHeader(dib)) return false;
-  const InfoDib source(dib);
-  if (source.bitCount() < kDepth || source.isRunLength()) return false;
-  if (source.width() < width || source.rowCount() < height || width == 0 || height == 0) {
-    return false;
+// A picture to be shrunk, with a header of either form.
+class Source {
+ public:
+  explicit Source(const unsigned char* block)
+      : block_(block), width_(DIBWidth(block)), height_(DIBHeight(block)) {}
+
+  // True when the picture can be shrunk to this size: it is whole, with 3 bytes a pixel or more.
+  bool holds(uint16_t width, uint16_t height, uint64_t size) const {
+    if (bitCountOf(block_) < kDepth || isRunLength() || width == 0 || height == 0) return false;
+    if (width_ < width || width_ > kMaxSize || rowCount() < height || rowCount() > kMaxSize) {
+      return false;
+    }
+    return bitsOffset() + rowSize() * static_cast<uint64_t>(rowCount()) <= size;
   }
-  if (source.width() > static_cast<int32_t>(kMaxSize) || source.rowCount() > kMaxSize) return false;
-  return source.holdsBits(source.rowsSize(), size);
-}
+
+  uint16_t width() const { return static_cast<uint16_t>(width_); }
+  uint16_t height() const { return static_cast<uint16_t>(rowCount()); }
+  // Counted from the bottom of the picture.
+  const unsigned char* row(uint32_t index) const {
+    const uint32_t stored = height_ < 0 ? height() - 1u - index : index;
+    return block_ + static_cast<size_t>(bitsOffset() + rowSize() * stored);
+  }
+
+ private:
+  bool isRunLength() const { return hasInfoHeader(block_) && InfoDib(block_).isRunLength(); }
+  int64_t rowCount() const { return height_ < 0 ? -height_ : height_; }
+  uint64_t rowSize() const { return bmp::rowSize(bitCountOf(block_), width()); }
+  // FindDIBBits, before it is known that the block reaches so far.
+  uint64_t bitsOffset() const { return uint64_t{getLe32(block_)} + PaletteSize(block_); }
+
+  const unsigned char* block_;
+  int64_t width_;
+  int64_t height_;
+};
 
 // Rounded in double precision, unlike what leads there.
 unsigned char toByte(float value) {
@@ -106,20 +129,18 @@ void putRow(unsigned char* row, const float* sums, uint16_t width, float scale) 
   std::memset(row + count, 0, static_cast<size_t>(bmp::rowSize(kDepth, width)) - count);
 }
 
-void* shrunk(const InfoDib& source, uint16_t width, uint16_t height) {
-  const auto sourceWidth = static_cast<uint16_t>(source.width());
-  const auto sourceHeight = static_cast<uint16_t>(source.rowCount());
+void* shrunk(const Source& source, uint16_t width, uint16_t height) {
   Sums sums(width, height);
   OwnedHandle result(CreateDIB(width, height, kDepth));
   if (!sums.isValid() || result == nullptr) return nullptr;
 
-  Steps rows(sourceHeight, height);
-  for (uint32_t y = 0; y < sourceHeight; ++y) {
+  Steps rows(source.height(), height);
+  for (uint32_t y = 0; y < source.height(); ++y) {
     rows.advance();
-    sums.addRow(source.row(sourceHeight - 1 - y), sourceWidth, rows);
+    sums.addRow(source.row(y), source.width(), rows);
   }
   const float scale = static_cast<float>(static_cast<uint32_t>(width) * height) /
-                      static_cast<float>(static_cast<uint32_t>(sourceWidth) * sourceHeight);
+                      static_cast<float>(static_cast<uint32_t>(source.width()) * source.height());
   unsigned char* const bits = FindDIBBits(MemGetPtr(result.get()));
   for (size_t y = 0; y < height; ++y) {
     putRow(bits + y * bmp::rowSize(kDepth, width), sums.row(y), width, scale);
@@ -132,8 +153,9 @@ void* shrunk(const InfoDib& source, uint16_t width, uint16_t height) {
 void* ShrinkDIB(void* const& dib, unsigned short width, unsigned short height) {
   const auto* block = static_cast<const unsigned char*>(MemGetPtr(dib));
   if (block == nullptr) return nullptr;
-  const bool isFit = canShrink(block, MemGetSize(dib), width, height);
-  void* const result = isFit ? shrunk(InfoDib(block), width, height) : nullptr;
+  const uint64_t size = MemGetSize(dib);
+  const bool isFit = holdsHeader(block, size) && Source(block).holds(width, height, size);
+  void* const result = isFit ? shrunk(Source(block), width, height) : nullptr;
   MemReleasePtr(dib);
   return result;
 }

@@ -12,6 +12,16 @@
 
 namespace kx_gen {
 
+// Other modules may refer to these; an importing one has no definition of its own.
+const unsigned char CDBRecord::kStartTagLen;
+const unsigned char CDBRecord::kEndTagLen;
+const unsigned char CDBRecord::kNewBitPos;
+const unsigned char CDBRecord::kDelBitPos;
+const unsigned char CDBRecord::kChangeBitPos;
+const unsigned char CDBRecord::kEmptyBitPos;
+const unsigned char CDBRecord::kArchivedBitPos;
+const unsigned short CDBRecord::kMemBlock;
+
 namespace {
 
 constexpr char kSource[] = "Rowset";

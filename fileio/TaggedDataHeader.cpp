@@ -15,6 +15,9 @@
 
 namespace kx_gen {
 
+// Other modules may refer to these; an importing one has no definition of its own.
+const unsigned char CTaggedDataHeader::kHeaderMemBlock;
+
 namespace {
 
 constexpr char kSource[] = "TaggedDataHeader";

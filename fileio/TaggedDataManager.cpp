@@ -11,6 +11,11 @@
 
 namespace kx_gen {
 
+// Other modules may refer to these; an importing one has no definition of its own.
+const unsigned short CTaggedDataManager::kTaggedDataCode;
+const unsigned int CTaggedDataManager::kStringTagIDCode;
+const unsigned int CTaggedDataManager::kEndOfStringLen;
+
 namespace {
 
 constexpr char kSource[] = "TaggedDataManager";

@@ -38,8 +38,8 @@ class KX_API CCategoryIterator {
 /// The file: docs/format-category.md.
 class KX_API CCategoryDB : public CDatabase {
  public:
-  static constexpr unsigned char kMaxCategoryAmount = format::kMaxCategoryAmount;
-  static constexpr size_t kUnfiledNameSize = 32;  ///< Characters, terminator included.
+  static const unsigned char kMaxCategoryAmount = format::kMaxCategoryAmount;
+  static const size_t kUnfiledNameSize = 32;  ///< Characters, terminator included.
   /// The unfiled category's display name; empty until set, which `setUnfiledCategoryName` does.
   static wchar_t kUnfiledCategoryName[kUnfiledNameSize];
 

@@ -34,12 +34,14 @@ KX_API void* CopyHandle(void* handle);
 /// or has another header than the information header.
 KX_API void* ClipDIB(const void* dib, int width, int height);
 /// The picture at the top left of a larger, white one. Null when the picture is as large as that
-/// already, higher than it, run-length coded, or has another header than the information header.
+/// already, higher than it, run-length coded, or has another header than the information header. A
+/// picture that is wider, but not higher, loses its right side.
 KX_API void* ResizeDIB(const void* dib, int width, int height);
-/// A picture of 24 bits or more scaled down by averaging areas, as one of 24 bits with the image
-/// size 0. Its pixels are read as 3 bytes each. Null for fewer bits, and for sizes of 0 or beyond
-/// the picture's own, which ends at 65,535. Sums run in 16 bits: a picture's width and the new one
-/// together, and likewise the heights, give an even scaling up to that number only.
+/// A picture of 24 bits or more, with a header of either form, scaled down by averaging areas, as
+/// one of 24 bits with the image size 0. Its pixels are read as 3 bytes each. Null for fewer bits,
+/// and for sizes of 0 or beyond the picture's own, which ends at 65,535. Sums run in 16 bits: a
+/// picture's width and the new one together, and likewise the heights, give an even scaling up to
+/// that number only.
 KX_API void* ShrinkDIB(void* const& dib, unsigned short width, unsigned short height);
 
 // --- BMP files ---
@@ -90,7 +92,8 @@ class KX_API CDib {
   /// Takes a copy by MemDuplicate, whose last 4 bytes are zero, in place of the present bitmap.
   /// Throws as `InitDIBData` does.
   void ReplaceHDIB(void* const& dib);
-  /// Forgets the bitmap, which is now the caller's, also where copies share it.
+  /// Forgets the bitmap without freeing it. It is now the caller's; where copies share it, it stays
+  /// theirs, and the last of them frees it.
   void DetachDib();
   /// Reads the size and makes the palette anew. Throws message 22, and frees the bitmap, when it is
   /// wider or higher than 2 to the 31st less one; one whose rows stand from the top down counts as

@@ -244,7 +244,7 @@ class KX_API SharedFile : public MemFile {
   void* Detach();
 
  private:
-  unsigned int allocFlags_;
+  [[maybe_unused]] unsigned int allocFlags_;
   void* handle_ = nullptr;
   bool allowGrow_ = true;
 };

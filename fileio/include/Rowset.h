@@ -12,14 +12,14 @@ namespace kx_gen {
 /// as tags. Copy construction shares the block, and the last copy frees it; assignment copies it.
 class KX_API CDBRecord : public CBaseObject {
  public:
-  static constexpr unsigned char kStartTagLen = format::kRowTagSize;
-  static constexpr unsigned char kEndTagLen = format::kRowTagSize;
-  static constexpr unsigned char kNewBitPos = format::kNewBitPos;
-  static constexpr unsigned char kDelBitPos = format::kDelBitPos;
-  static constexpr unsigned char kChangeBitPos = format::kChangeBitPos;
-  static constexpr unsigned char kEmptyBitPos = format::kEmptyBitPos;
-  static constexpr unsigned char kArchivedBitPos = format::kArchivedBitPos;
-  static constexpr unsigned short kMemBlock = 512;  ///< Growth step of the block, in bytes.
+  static const unsigned char kStartTagLen = format::kRowTagSize;
+  static const unsigned char kEndTagLen = format::kRowTagSize;
+  static const unsigned char kNewBitPos = format::kNewBitPos;
+  static const unsigned char kDelBitPos = format::kDelBitPos;
+  static const unsigned char kChangeBitPos = format::kChangeBitPos;
+  static const unsigned char kEmptyBitPos = format::kEmptyBitPos;
+  static const unsigned char kArchivedBitPos = format::kArchivedBitPos;
+  static const unsigned short kMemBlock = 512;  ///< Growth step of the block, in bytes.
 
   CDBRecord();  ///< Flag byte 0, sort changed false.
   CDBRecord(const CDBRecord& other);

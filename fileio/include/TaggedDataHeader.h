@@ -10,7 +10,7 @@ namespace kx_gen {
 /// construction shares the block, and the last copy frees it; assignment copies it.
 class KX_API CTaggedDataHeader {
  public:
-  static constexpr unsigned char kHeaderMemBlock = 255;  ///< Growth step of the block, in bytes.
+  static const unsigned char kHeaderMemBlock = 255;  ///< Growth step of the block, in bytes.
 
   CTaggedDataHeader();  ///< An empty block.
   CTaggedDataHeader(const CTaggedDataHeader& other);

@@ -26,9 +26,9 @@ constexpr long kTagErrOverflow = -4554;  ///< The value is larger than the calle
 /// value is wanted.
 class KX_API CTaggedDataManager : public CBufferManager {
  public:
-  static constexpr unsigned short kTaggedDataCode = format::kTagCode;
-  static constexpr unsigned int kStringTagIDCode = format::kStringTagBase;
-  static constexpr unsigned int kEndOfStringLen = 0xFFFF;
+  static const unsigned short kTaggedDataCode = format::kTagCode;
+  static const unsigned int kStringTagIDCode = format::kStringTagBase;
+  static const unsigned int kEndOfStringLen = 0xFFFF;
 
 #pragma pack(push, 1)
   /// A tag as it stands in front of its data.

@@ -1,0 +1,43 @@
+# Code of others that the tool and the tests need: this machine's own packages where the build is for
+# this machine; for another target their sources, which `scripts/setup` has fetched.
+
+set(KX_THIRD_PARTY ${CMAKE_SOURCE_DIR}/build/third-party)
+
+# kx_third_party_sources(NAME VARIABLE): the folder of a fetched source package.
+function(kx_third_party_sources name variable)
+  if(NOT EXISTS ${KX_THIRD_PARTY}/${name})
+    message(FATAL_ERROR "${KX_THIRD_PARTY}/${name} is missing: run scripts/setup for this preset")
+  endif()
+  set(${variable} ${KX_THIRD_PARTY}/${name} PARENT_SCOPE)
+endfunction()
+
+# kx_third_party_project(NAME): builds a package that has a build of its own.
+function(kx_third_party_project name)
+  kx_third_party_sources(${name} folder)
+  set(CMAKE_WARN_DEPRECATED OFF)
+  set(CMAKE_POLICY_VERSION_MINIMUM 3.5)
+  add_subdirectory(${folder} ${CMAKE_BINARY_DIR}/third-party/${name} EXCLUDE_FROM_ALL SYSTEM)
+endfunction()
+
+if(NOT CMAKE_CROSSCOMPILING)
+  find_package(GTest REQUIRED)
+  find_package(CLI11 REQUIRED)
+  find_package(pugixml REQUIRED)
+  find_package(nlohmann_json REQUIRED)
+  return()
+endif()
+
+set(INSTALL_GTEST OFF)
+set(BUILD_SHARED_LIBS OFF)
+kx_third_party_project(googletest)
+kx_third_party_project(pugixml)
+
+kx_third_party_sources(cli11 folder)
+add_library(kx_cli11 INTERFACE)
+target_include_directories(kx_cli11 SYSTEM INTERFACE ${folder}/include)
+add_library(CLI11::CLI11 ALIAS kx_cli11)
+
+kx_third_party_sources(nlohmann-json3 folder)
+add_library(kx_json INTERFACE)
+target_include_directories(kx_json SYSTEM INTERFACE ${folder}/single_include)
+add_library(nlohmann_json::nlohmann_json ALIAS kx_json)
