@@ -132,6 +132,23 @@ TEST_F(DibShrinkTest, EveryDepthFrom24OnIsReadAsThreeBytesAPixel) {
   EXPECT_EQ(shrink(pictureOf(1, 1, 48, Bytes(8, 9)), 1, 1).size(), 44u);
 }
 
+Bytes withCoreHeader(uint32_t size, uint16_t width, uint16_t height, const Bytes& behind) {
+  return kx_test::join({kx_test::le32(size), kx_test::le16(width), kx_test::le16(height),
+                        kx_test::le16(1), kx_test::le16(24), behind});
+}
+
+TEST_F(DibShrinkTest, APictureWithACoreHeaderIsShrunkToo) {
+  const Bytes source = picture(9, 8, 24);
+  const Bytes core = withCoreHeader(12, 9, 8, kx_test::bitsOf(source));
+  EXPECT_EQ(shrink(core, 4, 3), shrink(source, 4, 3));
+  const Bytes larger = withCoreHeader(16, 9, 8, kx_test::join({Bytes(4), kx_test::bitsOf(source)}));
+  EXPECT_EQ(shrink(larger, 4, 3), shrink(source, 4, 3)) << "the header is as long as it says";
+  EXPECT_THAT(shrink(core, 10, 8), IsEmpty());
+  EXPECT_THAT(shrink(slice(core, 0, core.size() - 1), 4, 3), IsEmpty());
+  EXPECT_THAT(shrink(slice(core, 0, 11), 4, 3), IsEmpty());
+  EXPECT_THAT(shrink(withField(core, 0, 0xFFFFFFFF), 4, 3), IsEmpty());
+}
+
 TEST_F(DibShrinkTest, FewerThan24BitsAreNull) {
   for (const uint16_t bits : {1, 4, 8, 16}) {
     EXPECT_THAT(shrink(picture(9, 8, bits), 3, 2), IsEmpty()) << bits;

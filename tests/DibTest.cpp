@@ -323,6 +323,15 @@ TEST_F(DibTest, ResizingToANarrowerButHigherPictureCutsItsRows) {
   }
 }
 
+TEST_F(DibTest, ResizingToANarrowerPictureTakesAllBytesOfARowThatFit) {
+  const Bytes source = kx_test::pictureOf(3, 1, 8, {1, 2, 3, 4});
+  EXPECT_EQ(kx_test::bitsOf(dataOf(resize(source, 2, 2))),
+            (Bytes{0xFF, 0xFF, 0xFF, 0xFF, 1, 2, 3, 0xFF}));
+  const Bytes wide = kx_test::pictureOf(6, 1, 8, {1, 2, 3, 4, 5, 6, 7, 8});
+  EXPECT_EQ(kx_test::bitsOf(dataOf(resize(wide, 2, 2))),
+            (Bytes{0xFF, 0xFF, 0xFF, 0xFF, 1, 2, 3, 4}));
+}
+
 TEST_F(DibTest, ResizingTurnsAPictureThatStandsFromTheTopDown) {
   const Bytes source = picture(2, -2, 24);
   const Pixels before(source);
@@ -652,13 +661,30 @@ TEST_F(CDibTest, CopiesShareBitmapAndPaletteAndTheLastFreesThem) {
   EXPECT_NE(third.GetPalette(), nullptr);
 }
 
-TEST_F(CDibTest, ADetachedBitmapIsNoLongerItsCopiesEither) {
+TEST_F(CDibTest, ADetachedBitmapStaysItsCopiesAndTheLastFreesIt) {
   CDib first = loaded(picture(5, 3, 8));
+  void* const bitmap = first.GetHDIB();
   const CDib second(first);
-  const Handle handle(first.GetHDIB());
+  CDib third = second;
   first.DetachDib();
-  EXPECT_EQ(second.GetHDIB(), nullptr);
-  EXPECT_EQ(second.GetSize().cx, 5);
+  EXPECT_EQ(first.GetHDIB(), nullptr);
+  EXPECT_EQ(second.GetHDIB(), bitmap);
+  third.InitDIBData();
+  EXPECT_EQ(third.GetHDIB(), bitmap);
+  EXPECT_EQ(third.GetSize().cx, 5);
+}
+
+TEST_F(CDibTest, ABitmapThatEveryCopyDetachedIsTheCallers) {
+  Handle handle;
+  {
+    CDib first = loaded(picture(5, 3, 8));
+    CDib second(first);
+    handle.reset(first.GetHDIB());
+    first.DetachDib();
+    second.DetachDib();
+    EXPECT_EQ(second.GetHDIB(), nullptr);
+  }
+  EXPECT_EQ(kx_gen::DIBWidth(MemGetPtr(handle.get())), 5);
 }
 
 TEST_F(CDibTest, LoadsAFile) {
