@@ -7,6 +7,7 @@
 #include <limits>
 #include <new>
 
+#include "KxFormat.h"
 #include "KxLittleEndian.h"
 #include "kx_assert.h"
 
@@ -24,14 +25,14 @@ constexpr uint64_t kBufferStep = 65536;
 constexpr uint64_t kSizeMax = std::numeric_limits<uint32_t>::max();
 
 // The coded block: a flag byte and three reserved ones, then the groups.
-constexpr size_t kHeaderSize = 4;
-constexpr unsigned char kFlagCoded = 0;
-constexpr unsigned char kFlagCopied = 1;
-constexpr size_t kControlSize = 2;
-constexpr unsigned kItemsPerGroup = 16;
+constexpr size_t kHeaderSize = format::kCodedFrontSize;
+constexpr unsigned char kFlagCoded = format::kCodedGroups;
+constexpr unsigned char kFlagCopied = format::kCodedPlain;
+constexpr size_t kControlSize = format::kCodedControlSize;
+constexpr unsigned kItemsPerGroup = format::kCodedItemsPerGroup;
 
 // A copy item: length less one in the low half of its first byte, the offset in the other 12 bits.
-constexpr size_t kCopyItemSize = 2;
+constexpr size_t kCopyItemSize = format::kCodedCopySize;
 constexpr size_t kMatchMin = 3;
 constexpr size_t kMatchMax = 16;
 constexpr size_t kOffsetMax = 4095;
@@ -49,7 +50,7 @@ inline unsigned hashOf(const unsigned char* p) {
 // Carries out a copy item at the end of `produced` bytes of output: byte by byte, since a copy may
 // overlap itself. From before the start come zeros. Returns the item's length.
 size_t copyItem(const unsigned char* item, unsigned char* to, uint64_t produced) {
-  const size_t length = (item[0] & 0x0Fu) + 1;
+  const size_t length = (item[0] & format::kCodedCopyLengthMask) + 1u;
   const size_t offset = ((item[0] & 0xF0u) << 4) + item[1];
   if (offset == 0 || offset > produced) {
     std::memset(to, 0, length);

@@ -98,6 +98,17 @@ static_assert(kDrawingFixedSize == 14, "version, width, height, size, bits per p
 constexpr size_t kDrawingColorsOffset = kDrawingFixedSize;
 constexpr size_t kDrawingColorSize = 4;   // blue, green, red, reserved
 constexpr size_t kDrawingLengthSize = 4;  // the length in front of the coded pixels
+// A drawing whose pixels are not as long as it says is filled up to this size, and no further.
+constexpr uint32_t kDrawingFilledSizeMax = 16u << 20;
+
+// --- Coded pixels: a flag, bytes that are not used, then the plain bytes or groups of items ---
+constexpr size_t kCodedFrontSize = 1 + 3;
+constexpr unsigned char kCodedGroups = 0;
+constexpr unsigned char kCodedPlain = 1;
+constexpr size_t kCodedControlSize = 2;  // a bit for each item of the group: 1 for a copy
+constexpr unsigned kCodedItemsPerGroup = 16;
+constexpr size_t kCodedCopySize = 2;                // a copy; other items take one byte
+constexpr unsigned char kCodedCopyLengthMask = 15;  // of its first byte: the length less one
 
 // --- Shared outline header ---
 constexpr uint8_t kStringCategoryName = 1;
