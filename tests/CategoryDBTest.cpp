@@ -20,16 +20,16 @@ using kx_test::join;
 using kx_test::Thrown;
 using kx_test::thrownBy;
 using ::testing::ElementsAre;
-using ::testing::EndsWith;
 using ::testing::IsEmpty;
 
 constexpr size_t kExtraRows = 10 + 2 + 6 + 255;
 constexpr unsigned long kTime = 1000000000;
 
-std::string assertion(int line) {
-  return "CategoryDB Line " + std::to_string(line) + " quiting application";
-}
-std::string throwing(int line) { return "CategoryDB, LINE - " + std::to_string(line); }
+constexpr char kSourceFile[] = ".\\CategoryDB";
+
+/// The log's line of a check that names its source file so.
+std::string assertion(int line) { return kx_test::assertionLine(kSourceFile, line); }
+std::string throwing(int line) { return kx_test::throwLine(kSourceFile, line); }
 
 class OpenDb : public CCategoryDB {
  public:
@@ -198,8 +198,21 @@ TEST_F(CategoryDBTest, TheUnfiledNameKeepsAtMost31Characters) {
 
 TEST_F(CategoryDBTest, ANullUnfiledNameAssertsAndKeepsTheName) {
   CCategoryDB::setUnfiledCategoryName(nullptr);
-  EXPECT_THAT(kx_test::logLines(), ElementsAre(kx_test::assertionLine(".\\CategoryDB", 386)));
+  EXPECT_THAT(kx_test::logLines(), ElementsAre(assertion(386)));
   EXPECT_STREQ(CCategoryDB::getUnfiledCategoryName(), L"Unfiled");
+}
+
+TEST_F(CategoryDBTest, TheUnfiledNameMayBeMadeOfItself) {
+  const wchar_t* present = CCategoryDB::getUnfiledCategoryName();
+  CCategoryDB::setUnfiledCategoryName(present);
+  EXPECT_STREQ(present, L"Unfiled");
+  CCategoryDB::setUnfiledCategoryName(present + 2);
+  EXPECT_STREQ(present, L"filed");
+  CCategoryDB::setUnfiledCategoryName(std::wstring(31, L'a').append(L"b").c_str());
+  CCategoryDB::setUnfiledCategoryName(present + 1);
+  EXPECT_EQ(present, std::wstring(30, L'a'));
+  CCategoryDB::setUnfiledCategoryName(present + 30);
+  EXPECT_STREQ(present, L"");
 }
 
 // --- The file ---
@@ -434,7 +447,7 @@ TEST_F(CategoryDBTest, WithEveryIdTakenMessage19IsThrownAnd256StaysStored) {
   }
   const Thrown thrown = thrownBy([&] { db.GetNewCategoryId(); });
   EXPECT_TRUE(thrown.is(Thrown::kException, 19, 18)) << thrown;
-  EXPECT_THAT(kx_test::logLines(), ElementsAre(kx_test::throwLine(".\\CategoryDB", 97)));
+  EXPECT_THAT(kx_test::logLines(), ElementsAre(throwing(97)));
   EXPECT_EQ(lastId(db), 256u);
   slot(db, 0)->SetEmpty(true);
   EXPECT_EQ(db.GetNewCategoryId(), 128u);
@@ -522,6 +535,31 @@ TEST_F(CategoryDBTest, AddingByNameTakesTheFirstHoleAndANewId) {
   EXPECT_THAT(kx_test::logLines(), IsEmpty());
 }
 
+TEST_F(CategoryDBTest, AddingByNameNeverGivesTheOldIdOfItsHole) {
+  CCategoryDB db;
+  readWithLastId(db, 149);
+  CCategoryRecord* hole = db.AddNewCategory(150ul, L"Work", kTime, 0);
+  db.DeleteCategory(hole, 9);
+  unsigned long time = 10;
+  EXPECT_EQ(db.AddNewCategory(L"Home", &time), hole);
+  EXPECT_EQ(hole->GetCategoryId(), 151u) << "it lives before its id is drawn";
+}
+
+TEST_F(CategoryDBTest, WithoutAFreeIdAnAddedCategoryLivesWithItsOldFields) {
+  CCategoryDB db;
+  readWithLastId(db, 254);
+  CCategoryRecord* hole = db.AddNewCategory(140ul, L"Work", 7ul, 0);
+  hole->SetFlag(0x50);
+  db.AddNewCategory(255ul, L"Last", kTime, 1);
+  unsigned long time = 10;
+  const Thrown thrown = thrownBy([&] { db.AddNewCategory(L"Home", &time); });
+  EXPECT_TRUE(thrown.is(Thrown::kException, 19, 18)) << thrown;
+  EXPECT_EQ(hole->GetFlag(), 0xC0) << "new and no longer empty, still deleted";
+  EXPECT_EQ(hole->GetCategoryId(), 140u);
+  EXPECT_EQ(name(hole), L"Work");
+  EXPECT_EQ(hole->GetLastChangedTime(), 7u);
+}
+
 TEST_F(CategoryDBTest, AddingWithAnIdLeavesTheLastIdAlone) {
   CCategoryDB db;
   unsigned long time = 7;
@@ -557,7 +595,7 @@ TEST_F(CategoryDBTest, AddingAnIdThatLivesAssertsAndGoesOn) {
   CCategoryRecord* twin = db.AddNewCategory(200ul, L"b", &time);
   EXPECT_EQ(twin, slot(db, 1));
   EXPECT_EQ(twin->GetCategoryId(), 200u);
-  EXPECT_THAT(kx_test::logLines(), ElementsAre(EndsWith(assertion(142))));
+  EXPECT_THAT(kx_test::logLines(), ElementsAre(assertion(142)));
 }
 
 TEST_F(CategoryDBTest, TheSeventeenthByNameAssertsAndThrowsMessage21AfterAppending) {
@@ -566,8 +604,7 @@ TEST_F(CategoryDBTest, TheSeventeenthByNameAssertsAndThrowsMessage21AfterAppendi
   unsigned long time = kTime;
   const Thrown thrown = thrownBy([&] { db.AddNewCategory(L"x", &time); });
   EXPECT_TRUE(thrown.is(Thrown::kException, 21, 20)) << thrown;
-  EXPECT_THAT(kx_test::logLines(),
-              ElementsAre(kx_test::assertionLine(".\\CategoryDB", 200), EndsWith(throwing(213))));
+  EXPECT_THAT(kx_test::logLines(), ElementsAre(assertion(200), throwing(213)));
   EXPECT_EQ(db.GetRecordset()->getSize(), 17) << "the record appended in the search stays";
   EXPECT_FALSE(slot(db, 16)->IsEmpty());
   EXPECT_EQ(db.GetNewCategoryId(), 145u) << "no id was spent";
@@ -579,8 +616,7 @@ TEST_F(CategoryDBTest, TheSeventeenthWithAnIdAssertsAndThrowsMessage21AfterAppen
   unsigned long time = kTime;
   const Thrown thrown = thrownBy([&] { db.AddNewCategory(129ul, L"x", &time); });
   EXPECT_TRUE(thrown.is(Thrown::kException, 21, 20)) << thrown;
-  EXPECT_THAT(kx_test::logLines(), ElementsAre(EndsWith(assertion(141)), EndsWith(assertion(142)),
-                                               EndsWith(throwing(155))));
+  EXPECT_THAT(kx_test::logLines(), ElementsAre(assertion(141), assertion(142), throwing(155)));
   EXPECT_EQ(db.GetRecordset()->getSize(), 17);
 }
 
@@ -601,7 +637,7 @@ TEST_F(CategoryDBTest, WithSixteenLiveAHoleIsStillTakenAfterTheAssertion) {
   for (int i = 0; i < 16; ++i) db.GetRecordset()->Append();
   unsigned long time = kTime;
   EXPECT_EQ(db.AddNewCategory(L"x", &time), slot(db, 0));
-  EXPECT_THAT(kx_test::logLines(), ElementsAre(kx_test::assertionLine(".\\CategoryDB", 200)));
+  EXPECT_THAT(kx_test::logLines(), ElementsAre(assertion(200)));
 }
 
 TEST_F(CategoryDBTest, AddingInASlotOverwritesWhateverIsThere) {
@@ -631,10 +667,10 @@ TEST_F(CategoryDBTest, AddingInASlotAssertsItsRange) {
   CCategoryDB db;
   CCategoryRecord* record = db.AddNewCategory(150ul, L"Work", 5ul, 16);
   EXPECT_EQ(record, slot(db, 16)) << "it goes on";
-  EXPECT_THAT(kx_test::logLines(), ElementsAre(EndsWith(assertion(174))));
+  EXPECT_THAT(kx_test::logLines(), ElementsAre(assertion(174)));
   kx_test::clearLog();
   EXPECT_EQ(db.AddNewCategory(151ul, L"Work", 5ul, -1), nullptr);
-  EXPECT_THAT(kx_test::logLines(), ElementsAre(EndsWith(assertion(174))));
+  EXPECT_THAT(kx_test::logLines(), ElementsAre(assertion(174)));
   EXPECT_THAT(liveIds(db), ElementsAre(150));
   EXPECT_EQ(db.AddNewCategory(151ul, L"Work", 5ul, 70000), nullptr);
   EXPECT_EQ(db.GetRecordset()->getSize(), 17);
@@ -646,7 +682,7 @@ TEST_F(CategoryDBTest, AddingInASlotAssertsThatThereIsRoom) {
   CCategoryRecord* record = db.AddNewCategory(200ul, L"Work", 5ul, 3);
   EXPECT_EQ(record, slot(db, 3));
   EXPECT_EQ(record->GetCategoryId(), 200u);
-  EXPECT_THAT(kx_test::logLines(), ElementsAre(EndsWith(assertion(171))));
+  EXPECT_THAT(kx_test::logLines(), ElementsAre(assertion(171)));
 }
 
 // --- Changing ---
@@ -686,6 +722,20 @@ TEST_F(CategoryDBTest, UndeletingNeverGivesTheOldIdBack) {
   db.UndeleteCategory(record, 10);
   EXPECT_EQ(record->GetCategoryId(), 151u)
       << "it lives again before its id is drawn, so its old one is taken";
+}
+
+TEST_F(CategoryDBTest, WithoutAFreeIdAnUndeletedCategoryLivesWithItsOldOne) {
+  CCategoryDB db;
+  readWithLastId(db, 254);
+  CCategoryRecord* record = db.AddNewCategory(140ul, L"Work", 7ul, 0);
+  db.DeleteCategory(record, 9);
+  record->SetNew(false);
+  db.AddNewCategory(255ul, L"Last", kTime, 1);
+  const Thrown thrown = thrownBy([&] { db.UndeleteCategory(record, 10); });
+  EXPECT_TRUE(thrown.is(Thrown::kException, 19, 18)) << thrown;
+  EXPECT_EQ(record->GetFlag(), 0xA0) << "new and changed, neither empty nor deleted";
+  EXPECT_EQ(record->GetCategoryId(), 140u);
+  EXPECT_EQ(record->GetLastChangedTime(), 10u);
 }
 
 TEST_F(CategoryDBTest, RenamingMarksAndDatesTheRecord) {
@@ -769,7 +819,7 @@ TEST_F(CategoryDBTest, RenumberingWithoutAnUnfiledCategoryAssertsAndGoesOn) {
   unsigned long time = kTime;
   db.AddNewCategory(200ul, L"Work", &time);
   db.setDesktopCategoryIDs();
-  EXPECT_THAT(kx_test::logLines(), ElementsAre(EndsWith(assertion(406))));
+  EXPECT_THAT(kx_test::logLines(), ElementsAre(assertion(406)));
   EXPECT_THAT(liveIds(db), ElementsAre(129));
 }
 
@@ -837,6 +887,33 @@ TEST_F(CategoryDBTest, SteppingAfterwardsGivesThePlaceOfBefore) {
   EXPECT_FALSE(it != db.End());
   EXPECT_EQ(*it++, nullptr);
   EXPECT_FALSE(it != db.End()) << "the end stays the end";
+}
+
+TEST_F(CategoryDBTest, SteppingBeyondTheEndStaysThere) {
+  CCategoryDB db;
+  fillTo(db, 2);
+  CCategoryIterator it = db.GetIterator();
+  for (int i = 0; i < 5; ++i) ++it;
+  EXPECT_EQ(*it, nullptr);
+  EXPECT_FALSE(it != db.End());
+  EXPECT_EQ(it.GetRowIterator(), db.End());
+  CCategoryIterator none;
+  EXPECT_EQ(*++none, nullptr);
+  EXPECT_EQ(*none++, nullptr);
+}
+
+TEST_F(CategoryDBTest, AnIteratorIsAtTheEndWhenAllCategoriesAreGone) {
+  CCategoryDB db;
+  fillTo(db, 3);
+  CCategoryIterator it = db.GetIterator();
+  ++it;
+  db.deleteAllCategories();
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(*it, nullptr) << i;
+    EXPECT_FALSE(it != db.End()) << i;
+    EXPECT_EQ(it.GetRowIterator(), db.End()) << i;
+    ++it;
+  }
 }
 
 TEST_F(CategoryDBTest, AnIteratorStaysValidWhenTheDatabaseGrows) {

@@ -67,6 +67,21 @@ TEST_F(DatabaseTest, TheVirtualTableFollowsTheStreams) {
   EXPECT_EQ(kx_test::virtualSlot(&PlainDb::getFirstRowStartPosWriting), 11);
 }
 
+TEST_F(DatabaseTest, DestroyingADatabaseClosesItsFileAnAttachedOneToo) {
+  kx_gen::CFile attached;
+  attached.Open(file().c_str(), kx_test::kCreate);
+  {
+    PlainDb db;
+    db.Attach(&attached);
+  }
+  EXPECT_FALSE(attached.IsOpen());
+  {
+    PlainDb db;
+    create(db);
+  }
+  kx_gen::CFile::Remove(file().c_str());
+}
+
 TEST_F(DatabaseTest, IsAnAbstractStreamThatCannotBeCopied) {
   EXPECT_TRUE((std::is_base_of<kx_gen::CFileStream, CDatabase>::value));
   EXPECT_TRUE(std::is_abstract<CDatabase>::value);
@@ -613,10 +628,13 @@ TEST_F(DatabaseTest, AllHeadersAreCheckedBeforeTheFirstIsWritten) {
   db.GetConduitHeader()->getTaggedDataManager().setData(6, "A", 1, nullptr, 0);
   const Bytes large(100, 1);
   header->getTaggedDataManager().setData(9, large.data(), large.size(), nullptr, 0);
+  db.SetVersionNum(7);
+  db.calls.clear();
   const Thrown thrown = thrownBy([&] { db.WriteAllHeaders(); });
   EXPECT_TRUE(thrown.is(Thrown::kException, 12, 11)) << thrown;
+  EXPECT_THAT(db.calls, IsEmpty());
   db.Close();
-  EXPECT_EQ(content(), plainFile(row(1), 1));
+  EXPECT_EQ(content(), plainFile(row(1), 1)) << "the information block is the old one, too";
 }
 
 TEST_F(DatabaseTest, ASlotThatTheFileDoesNotHoldIsAShortRead) {
@@ -663,6 +681,18 @@ TEST_F(DatabaseTest, AKindWhoseRowsStandAtTheTableHasNoTable) {
   EXPECT_TRUE(reader.getRecord(0)->IsNew());
   save(reader);
   EXPECT_EQ(content(), expected);
+}
+
+TEST_F(DatabaseTest, AKindWithoutATableRefusesToWriteAHeaderOnItsRows) {
+  const Bytes before = join({kx_test::dbInfo(0, 8), Bytes(8 * 44, 0)});
+  put(before);
+  TablelessDb db;
+  open(db);
+  db.GetConduitHeader()->getTaggedDataManager().setData(6, "A", 1, nullptr, 0);
+  db.WriteHeader(1);
+  EXPECT_THAT(kx_test::logLines(), ElementsAre(kx_test::assertionLine("Database", 103)));
+  db.Close();
+  EXPECT_EQ(content(), before);
 }
 
 TEST_F(DatabaseTest, AFileOfTenBytesIsAnEmptyKindWithoutATable) {

@@ -215,6 +215,29 @@ TEST_F(TaggedDataHeaderTest, ASlotIsWrittenInOneTransfer) {
   EXPECT_EQ(toHex(slot(512, tag(5, bytesOf("abc")))), toHex(file.bytes));
 }
 
+TEST_F(TaggedDataHeaderTest, ALargeSlotIsPaddedToItsLastByteAndNotBeyond) {
+  constexpr size_t kMiB = size_t{1} << 20;
+  for (const size_t size : {kMiB - 1, kMiB, kMiB + 1, 2 * kMiB, 3 * kMiB + 12345}) {
+    ShortReadingFile file(Bytes(size + 9, 0xEE));
+    kx_gen::CFileStream stream(&file);
+    CConduitHeader header;
+    store(header, 5, "abc");
+    header.Write(stream, static_cast<unsigned long>(size));
+    EXPECT_EQ(file.position, size);
+    EXPECT_TRUE(file.bytes == join({slot(size, tag(5, bytesOf("abc"))), Bytes(9, 0xEE)})) << size;
+  }
+}
+
+TEST_F(TaggedDataHeaderTest, ABlockOfMoreThanAMegabyteFillsItsSlot) {
+  ShortReadingFile file;
+  kx_gen::CFileStream stream(&file);
+  CConduitHeader header;
+  fill(header, (size_t{1} << 20) + 100);
+  const Bytes block = blockOf(header);
+  header.Write(stream, static_cast<unsigned long>(block.size() + 4 + 50));
+  EXPECT_TRUE(file.bytes == slot(block.size() + 4 + 50, block));
+}
+
 TEST_F(TaggedDataHeaderTest, AWriteFailurePasses) {
   kx_test::writeFile("slot", zeros(300));
   kx_gen::CFile readOnly;

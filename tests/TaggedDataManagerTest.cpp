@@ -733,6 +733,19 @@ TEST_F(TaggedDataManagerTest, EveryEditValidatesTheBlock) {
   EXPECT_TRUE(asserted(kSource));
 }
 
+TEST_F(TaggedDataManagerTest, AnInsertedTagIsValidatedOnceMoreThanARewrittenOne) {
+  const Bytes disorderly = join({tag(5, bytesOf("ab"), 0), tag(9, {}, 0), tag(7, {}, 0)});
+  const std::string disorder = kx_test::assertionLine(kSource, 179);
+  TaggedBlock rewritten(disorderly);
+  EXPECT_EQ(0, setText(rewritten, 5, "cd"));
+  EXPECT_EQ(kx_test::logLines(), std::vector<std::string>{disorder});
+  clearLog();
+  TaggedBlock inserted(disorderly);
+  EXPECT_EQ(0, setText(inserted, 2, "cd"));
+  EXPECT_EQ(kx_test::logLines(), (std::vector<std::string>{disorder, disorder}))
+      << "once without its value, once with it";
+}
+
 // --- ProcessError ---
 
 TEST_F(TaggedDataManagerTest, KnownCodesThrowTheirMessageAndThePlace) {
