@@ -13,48 +13,66 @@ namespace {
 
 std::atomic<bool> guarded{false};
 
-// What the last guarded call of a thread ended with.
+constexpr size_t kErrorTextMax = 1024;  // characters; the library's own texts are shorter
+
+// What the last guarded call of a thread ended with. It has no destructor: one would have to run in
+// a library that was unloaded meanwhile, or keep it from being unloaded.
 struct LastError {
-  bool failed = false;
-  CException error;
+  unsigned long number;
+  wchar_t text[kErrorTextMax];
 };
+static_assert(std::is_trivially_destructible<LastError>::value, "threads may outlive the library");
 thread_local LastError lastError;
+
+// Made once, while there is memory for its text.
+const CException& outOfMemory() {
+  static const CException error(kMsgOutOfMemory, kMsgOutOfMemory - 1ul);
+  return error;
+}
+
+void keep(const CException& e) {
+  const wchar_t* const description = e.GetDescription();
+  const size_t length = std::min(std::wcslen(description), kErrorTextMax - 1);
+  std::wmemcpy(lastError.text, description, length);
+  lastError.text[length] = L'\0';
+  lastError.number = e.GetErrNumber();
+}
 
 }  // namespace
 
 bool isGuarded() { return guarded.load(std::memory_order_relaxed); }
 
-void clearError() { lastError = LastError(); }
+void clearError() {
+  lastError.number = 0;
+  lastError.text[0] = L'\0';
+}
 
 void keepError(CException* e) {
-  lastError.failed = true;
-  lastError.error =
-      e != nullptr ? CException(*e) : CException(kMsgOutOfMemory, kMsgOutOfMemory - 1ul);
-  if (e != nullptr) e->Delete();
+  keep(e != nullptr ? *e : outOfMemory());
+  e->Delete();
 }
 
-void keepOutOfMemory() { keepError(nullptr); }
+void keepOutOfMemory() { keep(outOfMemory()); }
 
-void keepUnknown() {
-  lastError.failed = true;
-  lastError.error = CException();
-}
+void keepUnknown() { keep(CException()); }
 
 }  // namespace kx_gen::flat
 
 using kx_gen::_String;
 namespace flat = kx_gen::flat;
 
-int KX_FlatGuard(int on) { return flat::truth(flat::guarded.exchange(on != 0)); }
+int KX_FlatGuard(int on) {
+  if (on != 0) flat::outOfMemory();
+  return flat::truth(flat::guarded.exchange(on != 0));
+}
 
 unsigned long KX_FlatLastError(wchar_t* text, unsigned long capacity, unsigned long* number) {
   const flat::LastError& last = flat::lastError;
-  if (number != nullptr) *number = last.failed ? last.error.GetErrNumber() : 0;
-  const wchar_t* description = last.failed ? last.error.GetDescription() : L"";
-  const size_t length = std::wcslen(description);
+  if (number != nullptr) *number = last.number;
+  const size_t length = std::wcslen(last.text);
   if (text != nullptr && capacity > 0) {
     const size_t count = std::min<size_t>(length, capacity - 1);
-    std::wmemcpy(text, description, count);
+    std::wmemcpy(text, last.text, count);
     text[count] = L'\0';
   }
   return static_cast<unsigned long>(length);
