@@ -28,6 +28,11 @@ if(KX_SANITIZE)
     -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(kx_options INTERFACE -fsanitize=address,undefined)
 endif()
+if(KX_FUZZ)
+  target_compile_options(kx_options INTERFACE
+    -fsanitize=address,undefined,fuzzer-no-link -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(kx_options INTERFACE -fsanitize=address,undefined)
+endif()
 
 # CException::Delete() may be called on null and answers for that itself: neither it nor its callers
 # may take a called member as proof that the pointer is not null.
@@ -39,7 +44,7 @@ target_compile_options(kx_may_delete_null INTERFACE -fno-delete-null-pointer-che
 # pointer before it uses it, so there these checks stay on.
 add_library(kx_calls_on_null INTERFACE)
 target_link_libraries(kx_calls_on_null INTERFACE kx_may_delete_null)
-if(KX_SANITIZE)
+if(KX_SANITIZE OR KX_FUZZ)
   target_compile_options(kx_calls_on_null INTERFACE -fno-sanitize=null,vptr)
 endif()
 

@@ -11,6 +11,7 @@
 #include <string>
 
 #include "Format.h"
+#include "LogGate.h"
 #include "Text.h"
 #include "WinApi.h"
 
@@ -85,6 +86,7 @@ void trace(const wchar_t* format, va_list args) {
 }  // namespace
 
 void KX_Trace(const wchar_t* format, ...) {
+  if (!kx_LogIsOn()) return;
   const KeepErrors keepErrors;
   va_list args;
   va_start(args, format);
@@ -97,6 +99,7 @@ void KX_Trace(const wchar_t* format, ...) {
 }
 
 void WriteLogLine(const char* format, ...) {
+  if (!kx_LogIsOn()) return;
   const KeepErrors keepErrors;
   va_list args;
   va_start(args, format);

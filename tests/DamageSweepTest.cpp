@@ -10,169 +10,20 @@
 #include "KxLayout.h"
 #include "LargestAllocation.h"
 #include "OutlineDB.h"
+#include "UseDatabase.h"
 
 namespace {
 
-using kx_gen::_String;
 using kx_gen::CCategoryDB;
-using kx_gen::CCategoryRecord;
 using kx_gen::CDatabase;
-using kx_gen::CDBRecord;
-using kx_gen::CLinkedOutlRec;
 using kx_gen::CMemOutlDB;
 using kx_gen::COutlineDB;
-using kx_gen::COutlineRecord;
+using kx_test::attempt;
 using kx_test::Bytes;
-using kx_test::Thrown;
 
 // The files take two or three thousand bytes; only the window over them is much larger.
 constexpr size_t kAllocationMax = 4u << 20;
 constexpr size_t kGrowthMax = 2u << 20;
-
-/// Runs a step. False when it threw, which must be one of the library's exceptions.
-template <class Step>
-bool step(Step run) {
-  const Thrown thrown = kx_test::thrownBy(run);
-  EXPECT_NE(thrown.kind, Thrown::kNull);
-  if (thrown.kind == Thrown::kNothing) return true;
-  EXPECT_FALSE(thrown.description.empty());
-  return false;
-}
-
-/// Runs every one of these steps, whatever the ones before did.
-template <class... Steps>
-void steps(Steps... runs) {
-  (step(runs), ...);
-}
-
-// --- Using what was read ---
-
-void useFlags(CDBRecord& record) {
-  steps([&] { record.IsNew(); }, [&] { record.IsDeleted(); }, [&] { record.IsChanged(); },
-        [&] { record.IsEmpty(); }, [&] { record.IsArchived(); }, [&] { record.IsSortChanged(); });
-}
-
-void useItem(COutlineRecord& item, COutlineRecord& other) {
-  _String text;
-  long width = 0;
-  long height = 0;
-  useFlags(item);
-  steps([&] { item.GetId(); }, [&] { item.GetIndent(); }, [&] { item.GetText(text); },
-        [&] { item.GetNote(text); }, [&] { item.HasNote(); }, [&] { item.GetExpanded(); },
-        [&] { item.GetChecked(); }, [&] { item.HasDrawing(); },
-        [&] { item.GetDrawingSize(width, height); }, [&] { item.UpdateChangedFields(&other); },
-        [&] { item.updateRecordChanged(); });
-}
-
-void editItem(COutlineRecord& item) {
-  steps([&] { item.SetText(L"An edited text that is longer than the one before"); },
-        [&] { item.SetNote(L"\u4E2D"); }, [&] { item.SetId(12); }, [&] { item.SetIndent(3); },
-        [&] { item.SetChecked(true); }, [&] { item.SetExpanded(false); },
-        [&] { item.DeleteBitmap(); }, [&] { item.SetNew(true); }, [&] { item.DeleteText(); },
-        [&] { item.ClearChanges(); });
-}
-
-void useHeaders(COutlineDB& db) {
-  _String text;
-  unsigned char numbering[10];
-  unsigned long color = 0;
-  LOGFONTW font = {};
-  WINDOWPLACEMENT placement = {};
-  steps([&] { db.GetCategoryName(text); }, [&] { db.GetCategoryChanged(); },
-        [&] { db.GetOutlineChanged(); }, [&] { db.GetSynchronized(); }, [&] { db.GetPrivate(); },
-        [&] { db.GetPrivateTagChanged(); }, [&] { db.getNumbering(numbering); },
-        [&] { db.getNumberingChanged(); }, [&] { db.getNumberingDivider(); },
-        [&] { db.getNumberingDividerChanged(); });
-  steps([&] { db.GetOutlineTitle(text); }, [&] { db.GetShowCheckedItems(); },
-        [&] { db.ShowCheckedItemsChanged(); }, [&] { db.GetSelectedIndex(); },
-        [&] { db.GetTopIndex(); }, [&] { db.GetShowHeadingsMode(); },
-        [&] { db.GetOutlineFont(font, &color); }, [&] { db.GetOutlineWindowPos(placement); });
-}
-
-void editHeaders(COutlineDB& db) {
-  steps([&] { db.SetCategoryName(L"Edited"); }, [&] { db.SetCategoryChanged(true); },
-        [&] { db.SetPrivate(true); }, [&] { db.setNumberingDivider(7); },
-        [&] { db.SetOutlineTitle(L"An edited title"); }, [&] { db.SetSelectedIndex(1); },
-        [&] { db.SetOutlineWindowPos(WINDOWPLACEMENT{}); });
-}
-
-void read(COutlineDB& db) {
-  steps([&] { db.ReadConduitHeader(); }, [&] { db.ReadSharedHeader(); },
-        [&] { db.ReadPrivateHeader(); }, [&] { db.ReadRows(); });
-}
-
-void useAndEdit(COutlineDB& db) {
-  COutlineDB other;
-  useHeaders(db);
-  steps([&] { db.compareSharedHeader(&other); }, [&] { db.comparePrivateHeader(&other); });
-  COutlineRecord stored;
-  stored.Init();
-  for (CDBRecord* record : *db.GetRecordset()) {
-    auto& item = static_cast<COutlineRecord&>(*record);
-    useItem(item, stored);
-    step([&] { stored.UpdateChangedFields(&item); });
-    editItem(item);
-  }
-  editHeaders(db);
-  db.AddDeletedId(12);
-  db.removeDeletedId(3);
-  db.GetRecordset()->Append();
-  step([&] { db.purgeDeletedRecs(); });
-}
-
-void read(CMemOutlDB& db) {
-  steps([&] { EXPECT_FALSE(db.ReadHeader(1)); }, [&] { db.ReadRows(); });
-}
-
-void useAndEdit(CMemOutlDB& db) {
-  CLinkedOutlRec stored;
-  stored.Init();
-  for (CDBRecord* record : *db.GetRecordset()) {
-    auto& item = static_cast<CLinkedOutlRec&>(*record);
-    useItem(item, stored);
-    steps([&] { item.getInternalId(); }, [&] { item.getParentId(); },
-          [&] { stored.UpdateChangedFields(&item); });
-    editItem(item);
-    steps([&] { item.setInternalId(12); }, [&] { item.setParentId(0xFFFFFFFF); });
-  }
-  db.GetRecordset()->Append();
-  step([&] { db.purgeDeletedRecs(); });
-}
-
-void read(CCategoryDB& db) {
-  steps([&] { db.ReadConduitHeader(); }, [&] { db.ReadRows(); });
-}
-
-void useAndEdit(CCategoryDB& db) {
-  _String name;
-  unsigned long time = 5;
-  for (CDBRecord* record : *db.GetRecordset()) {
-    auto& category = static_cast<CCategoryRecord&>(*record);
-    useFlags(category);
-    steps([&] { category.GetCategoryId(); }, [&] { category.GetCategoryName(name); },
-          [&] { category.GetLastChangedTime(); });
-  }
-  steps([&] { db.GetCategoryCount(); }, [&] { db.isFull(); }, [&] { db.FindCategory(129); },
-        [&] { db.FindCategory(L"Work"); }, [&] { db.FindFirstHole(); },
-        [&] { db.GetNewCategoryId(); }, [&] { db.AddNewCategory(L"Edited", &time); },
-        [&] { db.setDesktopCategoryIDs(); });
-  if (db.GetRecordset()->getSize() > 1) {
-    CCategoryRecord* category = db.GetByIndex(1);
-    steps([&] { db.RenameCategory(category, L"Renamed", 6); },
-          [&] { db.DeleteCategory(category, 7); }, [&] { db.UndeleteCategory(category, 8); });
-  }
-  step([&] { db.purgeDeletedRecs(); });
-}
-
-bool save(CDatabase& db) {
-  return step([&] {
-    db.WriteAllHeaders();
-    db.WriteRows();
-    db.Close();
-  });
-}
-
-// --- The sweep ---
 
 enum class Damage { kCut, kZeroed, kAllOnes, kInverted };
 
@@ -220,11 +71,11 @@ class DamageSweepTest : public kx_test::KxTest,
     kx_test::writeFile("damaged", bytes);
     Db db;
     if (!opens(db, L"damaged")) return;
-    read(db);
+    readAll(db);
     useAndEdit(db);
-    if (save(db)) expectWhole<Db>(L"damaged", db);
-    if (step([&] { db.Open(path(L"copy").c_str(), kx_test::kCreate); }) &&
-        step([&] { db.CDatabase::InitNewDatabase(); }) && save(db)) {
+    if (saveAll(db)) expectWhole<Db>(L"damaged", db);
+    if (attempt([&] { db.Open(path(L"copy").c_str(), kx_test::kCreate); }) &&
+        attempt([&] { db.CDatabase::InitNewDatabase(); }) && saveAll(db)) {
       expectWhole<Db>(L"copy", db);
     }
     EXPECT_LT(kx_test::readFile("damaged").size(), bytes.size() + kGrowthMax);
@@ -233,7 +84,7 @@ class DamageSweepTest : public kx_test::KxTest,
   template <class Db>
   bool opens(Db& db, const wchar_t* name) {
     bool opened = false;
-    step([&] { opened = db.Open(path(name).c_str(), kx_test::kReadWrite) != 0; });
+    attempt([&] { opened = db.Open(path(name).c_str(), kx_test::kReadWrite) != 0; });
     return opened;
   }
 
@@ -242,7 +93,7 @@ class DamageSweepTest : public kx_test::KxTest,
   void expectWhole(const wchar_t* name, Db& saved) {
     Db db;
     ASSERT_TRUE(opens(db, name));
-    EXPECT_TRUE(step([&] { db.ReadRows(); }));
+    EXPECT_TRUE(attempt([&] { db.ReadRows(); }));
     EXPECT_EQ(db.GetRecordset()->getSize(), saved.GetRecordset()->getSize());
   }
 };

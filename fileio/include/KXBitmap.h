@@ -17,6 +17,9 @@ KX_API void* ConvertDibToInternalFormat(void* dib);
 /// A new bitmap handle from a handle with a drawing block, which stays with the caller. The image
 /// size of the bitmap is 0. A block that is not whole gives null; one whose pixels are not as long
 /// as it says is asserted, and gives what there is, filled up with zeros, or null beyond 16 MiB.
+///
+/// The bitmap has the pixels that were stored, which may be fewer than its width and height count:
+/// compare with MemGetSize before handing the block itself on.
 KX_API void* ConvertInternalFormatToDib(void* block);
 
 }  // namespace kx_gen
