@@ -23,12 +23,14 @@ enum : int {
   kLineCategoryRecordHandle = 36,
   kLineStringHandle = 37,
   kLineRecordset = 38,
+  kLineNullArgument = 39,
 };
 
 bool isGuarded();
 void clearError();
 /// Keeps number and text of `e` (null when memory ran out) for this thread and releases it.
 void keepError(CException* e);
+/// Keeps that memory ran out, under the text that was made when the guard was first turned on.
 void keepOutOfMemory();
 /// Keeps an error that nothing is known of.
 void keepUnknown();
@@ -76,6 +78,16 @@ template <class Object, class Call>
 auto onObject(Object* target, Call call) -> decltype(call(*target)) {
   using Result = decltype(call(*target));
   return run([&]() -> Result { return target != nullptr ? call(*target) : Result(); });
+}
+
+/// Runs `call`, which hands a second handle to a member. Null passes on, since members assert it
+/// themselves; a handle of another kind is refused with a zero answer.
+template <class Wanted, class Base, class Call>
+auto withSecond(void* handle, int line, Call call) -> decltype(call(static_cast<Wanted*>(handle))) {
+  using Result = decltype(call(static_cast<Wanted*>(handle)));
+  if (handle == nullptr) return call(nullptr);
+  Wanted* const second = object<Wanted, Base>(handle, line);
+  return second != nullptr ? call(second) : Result();
 }
 
 /// Copies a text with its terminator into `buffer`, unless that is null; the text's length.

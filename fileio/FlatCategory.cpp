@@ -30,6 +30,12 @@ CCategoryRecord* category(RV_CREC rec) {
 
 RV_CREC handle(CDBRecord* rec) { return rec; }
 
+// A second handle, for a member that asserts null itself.
+template <class Call>
+auto withCategory(RV_CREC rec, Call call) {
+  return flat::withSecond<CCategoryRecord, CDBRecord>(rec, flat::kLineCategoryRecordHandle, call);
+}
+
 template <class Call>
 auto onCategories(RV_CAT cat, Call call) {
   return flat::onObject(categories(cat), call);
@@ -152,29 +158,36 @@ void RV_deleteAllCategories(RV_CAT cat) {
 }
 
 void RV_DeleteCategory(RV_CAT cat, RV_CREC rec, unsigned long time) {
-  onCategories(cat, [&](CCategoryDB& db) { db.DeleteCategory(category(rec), time); });
+  onCategories(cat, [&](CCategoryDB& db) {
+    withCategory(rec, [&](CCategoryRecord* r) { db.DeleteCategory(r, time); });
+  });
 }
 
 void RV_UndeleteCategory(RV_CAT cat, RV_CREC rec, unsigned long time) {
-  onCategories(cat, [&](CCategoryDB& db) { db.UndeleteCategory(category(rec), time); });
+  onCategories(cat, [&](CCategoryDB& db) {
+    withCategory(rec, [&](CCategoryRecord* r) { db.UndeleteCategory(r, time); });
+  });
 }
 
 void RV_GetCatCategoryName(RV_CAT cat, RV_CREC rec, _String& out) {
   // From C the reference is a pointer, which may be null.
   _String* const name = &out;
   onCategories(cat, [&](CCategoryDB& db) {
-    if (kx_Check(name != nullptr, flat::kSource, flat::kLineStringHandle)) {
-      db.GetCategoryName(category(rec), *name);
-    }
+    if (!kx_Check(name != nullptr, flat::kSource, flat::kLineStringHandle)) return;
+    withCategory(rec, [&](CCategoryRecord* r) { db.GetCategoryName(r, *name); });
   });
 }
 
 unsigned long RV_GetCategoryID(RV_CAT cat, RV_CREC rec) {
-  return onCategories(cat, [&](CCategoryDB& db) { return db.GetCategoryID(category(rec)); });
+  return onCategories(cat, [&](CCategoryDB& db) {
+    return withCategory(rec, [&](CCategoryRecord* r) { return db.GetCategoryID(r); });
+  });
 }
 
 void RV_SetCategoryID(RV_CAT cat, RV_CREC rec, unsigned long id) {
-  onCategories(cat, [&](CCategoryDB& db) { db.SetCategoryID(category(rec), id); });
+  onCategories(cat, [&](CCategoryDB& db) {
+    withCategory(rec, [&](CCategoryRecord* r) { db.SetCategoryID(r, id); });
+  });
 }
 
 CCategoryIterator RV_GetIterator(RV_CAT cat) {

@@ -71,6 +71,17 @@ auto onItem(RV_REC rec, Call call) {
   return flat::onObject(item(rec), call);
 }
 
+// A second handle, for a member that asserts null itself.
+template <class Call>
+auto withOther(RV_DB other, Call call) {
+  return flat::withSecond<COutlineDB, CDatabase>(other, flat::kLineOutlineHandle, call);
+}
+
+template <class Call>
+auto withItem(RV_REC rec, Call call) {
+  return flat::withSecond<COutlineRecord, CDBRecord>(rec, flat::kLineOutlineRecordHandle, call);
+}
+
 template <class Call>
 auto onRecord(RV_REC rec, Call call) {
   return flat::onObject(record(rec), call);
@@ -89,6 +100,11 @@ template <class Call>
 auto onRow(RV_DB db, unsigned long index, Call call) {
   CDatabase* target = database(db);
   return flat::onObject(target != nullptr ? item(target->getRecord(index)) : nullptr, call);
+}
+
+// False, after an assertion, for a structure to be stored that is null.
+bool given(const void* structure) {
+  return kx_Check(structure != nullptr, flat::kSource, flat::kLineNullArgument);
 }
 
 // The size of the last drawing that was asked for, of any record.
@@ -177,7 +193,7 @@ void RV_WritePrivateHeader(RV_DB db) {
 }
 
 void RV_ReadRow(RV_DB db, unsigned long position, RV_REC rec) {
-  onDatabase(db, [&](CDatabase& d) { d.ReadRow(position, record(rec)); });
+  onDatabase(db, [&](CDatabase& d) { d.ReadRow(position, static_cast<CDBRecord*>(rec)); });
 }
 
 // --- Recordset ---
@@ -219,7 +235,7 @@ void RV_DeleteDBRecord(RV_DB db, RV_REC rec) {
 }
 
 void RV_Delete(RV_DB db, RV_REC rec) {
-  onOutline(db, [&](COutlineDB& o) { o.Delete(item(rec)); });
+  onOutline(db, [&](COutlineDB& o) { withItem(rec, [&](COutlineRecord* r) { o.Delete(r); }); });
 }
 
 void RV_DeleteAll(RV_DB db, int rememberIds) {
@@ -238,8 +254,7 @@ int RV_IsDeletedId(RV_DB db, unsigned long id) {
 
 int RV_IsDeletedRec(RV_DB db, RV_REC rec) {
   return onOutline(db, [&](COutlineDB& o) {
-    COutlineRecord* wanted = item(rec);
-    return flat::truth(wanted != nullptr && o.IsDeleted(wanted));
+    return withItem(rec, [&](COutlineRecord* r) { return flat::truth(o.IsDeleted(r)); });
   });
 }
 
@@ -405,7 +420,7 @@ void RV_GetOutlineFont(RV_DB db, LOGFONTW* font, unsigned long* color) {
 
 void RV_SetOutlineFont(RV_DB db, const LOGFONTW* font, unsigned long color) {
   onOutline(db, [&](COutlineDB& o) {
-    if (font != nullptr) o.SetOutlineFont(*font, color);
+    if (given(font)) o.SetOutlineFont(*font, color);
   });
 }
 
@@ -417,26 +432,30 @@ void RV_GetOutlineWindowPos(RV_DB db, WINDOWPLACEMENT* placement) {
 
 void RV_SetOultineWindowPos(RV_DB db, const WINDOWPLACEMENT* placement) {
   onOutline(db, [&](COutlineDB& o) {
-    if (placement != nullptr) o.SetOutlineWindowPos(*placement);
+    if (given(placement)) o.SetOutlineWindowPos(*placement);
   });
 }
 
 void RV_copySharedHeader(RV_DB db, RV_DB other) {
-  onOutline(db, [&](COutlineDB& o) { o.copySharedHeader(outline(other)); });
+  onOutline(
+      db, [&](COutlineDB& o) { withOther(other, [&](COutlineDB* p) { o.copySharedHeader(p); }); });
 }
 
 void RV_copyPrivateHeader(RV_DB db, RV_DB other) {
-  onOutline(db, [&](COutlineDB& o) { o.copyPrivateHeader(outline(other)); });
+  onOutline(
+      db, [&](COutlineDB& o) { withOther(other, [&](COutlineDB* p) { o.copyPrivateHeader(p); }); });
 }
 
 int RV_compareSharedHeader(RV_DB db, RV_DB other) {
-  return onOutline(
-      db, [&](COutlineDB& o) { return flat::truth(o.compareSharedHeader(outline(other))); });
+  return onOutline(db, [&](COutlineDB& o) {
+    return withOther(other, [&](COutlineDB* p) { return flat::truth(o.compareSharedHeader(p)); });
+  });
 }
 
 int RV_comparePrivateHeader(RV_DB db, RV_DB other) {
-  return onOutline(
-      db, [&](COutlineDB& o) { return flat::truth(o.comparePrivateHeader(outline(other))); });
+  return onOutline(db, [&](COutlineDB& o) {
+    return withOther(other, [&](COutlineDB* p) { return flat::truth(o.comparePrivateHeader(p)); });
+  });
 }
 
 // --- Records by index ---
@@ -582,7 +601,9 @@ long RV_GetSizeY(void) {
 }
 
 void RV_UpdateChangedFields(RV_REC rec, RV_REC other) {
-  onItem(rec, [&](COutlineRecord& r) { r.UpdateChangedFields(item(other)); });
+  onItem(rec, [&](COutlineRecord& r) {
+    withItem(other, [&](COutlineRecord* stored) { r.UpdateChangedFields(stored); });
+  });
 }
 
 void RV_updateRecordChanged(RV_REC rec) {
@@ -626,14 +647,16 @@ RV_REC RV_CopyRecord(RV_DB db, RV_REC destination, RV_REC source) {
 RV_REC RV_DuplicateRecord(RV_DB db, RV_REC rec) {
   return onRows(db, [&](CDBRecordset& rows) -> RV_REC {
     const COutlineRecord* from = item(rec);
-    if (from == nullptr) return nullptr;
-    // Filled before it enters the set, so that no half copy stays there.
+    if (from == nullptr || rowFor(*database(db), rec) == nullptr) return nullptr;
+    // Whole before it enters the set, so that no half copy stays there. The row is of the set's
+    // kind, which need not be an item's.
+    COutlineRecord copy;
+    copy = *from;
+    copy.SetId(0);
     std::unique_ptr<CDBRecord> row(rows.CreateDBRecord());
-    COutlineRecord* copy = item(handle(row.get()));
-    if (copy == nullptr) return nullptr;
-    *copy = *from;
-    copy->SetId(0);
-    rows.add(copy);
+    if (row == nullptr) return nullptr;
+    *row = copy;
+    rows.add(row.get());
     return handle(row.release());
   });
 }

@@ -1,6 +1,7 @@
 #include "KXBitmap.h"
 
 #include <algorithm>
+#include <new>
 
 #include "Compression.h"
 #include "DibBlock.h"
@@ -18,9 +19,6 @@ enum : int {
   kLineBlockNull = 91,
   kLineExpandedSize = 131,
 };
-
-// How far a drawing whose pixels are not as long as it says is filled up.
-constexpr uint32_t kFilledSizeMax = 16u << 20;
 
 // The bytes that the coder made, which it keeps until its next call.
 struct Coded {
@@ -98,14 +96,27 @@ class Drawing {
   uint64_t size_;
 };
 
+// The drawing of a picture; null when it does not fit its handle or memory ran out.
+OwnedHandle drawingOf(unsigned char* dib, uint64_t size) {
+  if (!isStorable(dib, size)) return nullptr;
+  // The pixels that the header counts: none where it counts none, whatever size the drawing says.
+  const InfoDib picture(dib);
+  CCompression coder;
+  Coded coded;
+  coder.Compress(FindDIBBits(static_cast<void*>(dib)), picture.imageSize(), coded.bytes,
+                 &coded.size);
+  return coded.bytes != nullptr ? drawingOf(picture, coded) : nullptr;
+}
+
 OwnedHandle dibOf(const Drawing& drawing) {
+  if (!drawing.isWhole()) return nullptr;
   CCompression coder;
   Coded bits;
   coder.Decompress(drawing.coded(), drawing.codedSize(), bits.bytes, &bits.size);
   if (bits.bytes == nullptr) return nullptr;
   const uint32_t bitsSize = drawing.bitsSize();
   const bool isExact = kx_Check(bits.size == bitsSize, kSource, kLineExpandedSize);
-  if (!isExact && bitsSize > kFilledSizeMax) return nullptr;
+  if (!isExact && bitsSize > format::kDrawingFilledSizeMax) return nullptr;
 
   const uint64_t bitsOffset = bmp::kInfoHeaderSize + drawing.colorsSize();
   OwnedHandle dib = newHandle(bitsOffset + bitsSize);
@@ -120,22 +131,23 @@ OwnedHandle dibOf(const Drawing& drawing) {
   return dib;
 }
 
+// What `convert` makes; null when memory ran out for anything that it needs.
+template <class Convert>
+OwnedHandle unlessExhausted(Convert convert) {
+  try {
+    return convert();
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
 }  // namespace
 
 void* ConvertDibToInternalFormat(void* dib) {
   kx_Check(dib != nullptr, kSource, kLineDibNull);
   auto* block = static_cast<unsigned char*>(MemGetPtr(dib));
   if (block == nullptr) return nullptr;
-  OwnedHandle drawing;
-  if (isStorable(block, MemGetSize(dib))) {
-    // The pixels that the header counts: none where it counts none, whatever size the drawing says.
-    const InfoDib picture(block);
-    CCompression coder;
-    Coded coded;
-    coder.Compress(FindDIBBits(static_cast<void*>(block)), picture.imageSize(), coded.bytes,
-                   &coded.size);
-    if (coded.bytes != nullptr) drawing = drawingOf(picture, coded);
-  }
+  OwnedHandle drawing = unlessExhausted([&] { return drawingOf(block, MemGetSize(dib)); });
   MemReleasePtr(dib);
   if (drawing != nullptr) MemFree(dib);
   return drawing.release();
@@ -146,8 +158,7 @@ void* ConvertInternalFormatToDib(void* block) {
   auto* data = static_cast<unsigned char*>(MemGetPtr(block));
   if (data == nullptr) return nullptr;
   const Drawing drawing(data, MemGetSize(block));
-  OwnedHandle dib;
-  if (drawing.isWhole()) dib = dibOf(drawing);
+  OwnedHandle dib = unlessExhausted([&] { return dibOf(drawing); });
   MemReleasePtr(block);
   return dib.release();
 }

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <memory>
 
+#include "DibBlock.h"
 #include "KXBitmap.h"
 #include "MemAPI.h"
 #include "RecordStore.h"
@@ -58,11 +59,11 @@ struct HeapFree {
 using HeapBlock = std::unique_ptr<unsigned char, HeapFree>;
 
 // A new handle with a copy of the block, which is freed; null when memory ran out.
-void* handleOf(HeapBlock block, unsigned long size) {
-  void* handle = MemAlloc(size);
+OwnedHandle handleOf(HeapBlock block, unsigned long size) {
+  OwnedHandle handle(MemAlloc(size));
   if (handle == nullptr) return nullptr;
-  std::memcpy(MemGetPtr(handle), block.get(), size);
-  MemReleasePtr(handle);
+  std::memcpy(MemGetPtr(handle.get()), block.get(), size);
+  MemReleasePtr(handle.get());
   return handle;
 }
 
@@ -161,24 +162,21 @@ void* COutlineRecord::GetDrawing() {
   if (drawing == nullptr) return nullptr;
   checkResult(tags.getData(format::kTagDrawing, drawing.get(), &size, nullptr), where);
   if (size == 0) return nullptr;
-  void* const handle = handleOf(std::move(drawing), size);
-  if (handle == nullptr) return nullptr;
-  void* const dib = ConvertInternalFormatToDib(handle);
-  MemFree(handle);
-  return dib;
+  const OwnedHandle handle = handleOf(std::move(drawing), size);
+  return handle != nullptr ? ConvertInternalFormatToDib(handle.get()) : nullptr;
 }
 
 void COutlineRecord::SetDrawing(void* dib) {
-  void* const drawing = ConvertDibToInternalFormat(dib);
+  OwnedHandle drawing(ConvertDibToInternalFormat(dib));
   if (drawing == nullptr) return;
   long result = 0;
-  const void* const data = MemGetPtr(drawing);
+  const void* const data = MemGetPtr(drawing.get());
   if (data != nullptr) {
-    result =
-        getTaggedDataManager().setData(format::kTagDrawing, data, MemGetSize(drawing), nullptr, 0);
+    result = getTaggedDataManager().setData(format::kTagDrawing, data, MemGetSize(drawing.get()),
+                                            nullptr, 0);
   }
-  MemReleasePtr(drawing);
-  MemFree(drawing);
+  MemReleasePtr(drawing.get());
+  drawing.reset();
   checkResult(result, {kSourceFile, kLineSetDrawing});
 }
 

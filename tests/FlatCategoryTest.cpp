@@ -131,7 +131,10 @@ TEST_F(FlatCategoryTest, ThereAreThreeModes) {
   EXPECT_EQ(RV_OpenCategoryFile(cat, L"a", 1), 32 + 5);
   EXPECT_EQ(RV_OpenCategoryFile(cat, L"a", 2), 4097 + 5);
   EXPECT_EQ(RV_OpenCategoryFile(cat, L"a", 3), 2 + 5);
-  for (unsigned int mode : {0u, 4u, 32u, 4097u, 0xFFFFFFFFu, 0x101u}) {
+  for (unsigned int mode = 4; mode <= 5000; ++mode) {
+    EXPECT_EQ(RV_OpenCategoryFile(cat, L"a", mode), 0) << mode;
+  }
+  for (unsigned int mode : {0u, 0xFFFFFFFFu, 0x10001u, 0x80000002u}) {
     EXPECT_EQ(RV_OpenCategoryFile(cat, L"a", mode), 0) << mode;
   }
   EXPECT_THAT(calls, ElementsAre("Open 32", "Open 4097", "Open 2"));
@@ -144,6 +147,69 @@ TEST_F(FlatCategoryTest, AnyOtherModeLeavesTheDatabaseClosed) {
   EXPECT_FALSE(categoriesOf(cat).IsOpen());
   EXPECT_FALSE(std::filesystem::exists("categories.db"));
   EXPECT_THAT(logLines(), IsEmpty());
+}
+
+TEST_F(FlatCategoryTest, AnyOtherModeLeavesAnOpenFileOpen) {
+  FlatCategories cat;
+  ASSERT_EQ(RV_OpenCategoryFile(cat, file().c_str(), 2), 1);
+  EXPECT_EQ(RV_OpenCategoryFile(cat, file().c_str(), 4), 0);
+  EXPECT_TRUE(categoriesOf(cat).IsOpen());
+}
+
+TEST_F(FlatCategoryTest, TheFileIsTheOneThatTheLayoutTells) {
+  FlatCategories cat;
+  ASSERT_EQ(RV_OpenCategoryFile(cat, file().c_str(), 2), 1);
+  RV_CategoryInitNewDataBase(cat);
+  slot(cat, 0).SetLastChangedTime(kTime);
+  RV_CREC gone = RV_AddNewCategorybyName(cat, L"Work");
+  RV_DeleteCategorybyName(cat, L"Work");
+  RV_SetCategoryID(cat, gone, 200);
+  RV_WriteAllCategoryHeaders(cat);
+  RV_CategoryWriteRows(cat);
+  RV_CategoryClose(cat);
+  const auto categoryRow = [](uint8_t flags, uint32_t id, const std::string& name, uint32_t time) {
+    return kx_test::row(
+        join({kx_test::plainBlock(flags), kx_test::tag(5, kx_test::le32(id)),
+              kx_test::tag(7, kx_test::le32(time)), kx_test::stringTag(6, kx_test::narrow(name))}));
+  };
+  const Bytes expected =
+      join({kx_test::dbInfo(1, 2), kx_test::headerTable({{1, 255}}), kx_test::slot(255, {}),
+            kx_test::le32(129), kx_test::u8(1), categoryRow(0x80, 0, "Unfiled", kTime),
+            categoryRow(0xF0, 200, "Work", 0)});
+  EXPECT_EQ(kx_test::toHex(content()), kx_test::toHex(expected));
+}
+
+TEST_F(FlatCategoryTest, TheNewFlagTravelsWithTheRows) {
+  for (const bool isNew : {false, true}) {
+    FlatCategories made;
+    ASSERT_EQ(RV_OpenCategoryFile(made, file().c_str(), 2), 1);
+    RV_CategoryInitNewDataBase(made);
+    categoriesOf(made).setNewFlag(isNew);
+    RV_WriteAllCategoryHeaders(made);
+    RV_CategoryWriteRows(made);
+    EXPECT_EQ(categoriesOf(made).isNew(), isNew);
+    RV_CategoryClose(made);
+    FlatCategories reader;
+    categoriesOf(reader).setNewFlag(!isNew);
+    ASSERT_EQ(RV_OpenCategoryFile(reader, file().c_str(), 1), 1);
+    RV_CategoryReadRows(reader);
+    EXPECT_EQ(categoriesOf(reader).isNew(), isNew);
+  }
+}
+
+TEST_F(FlatCategoryTest, AFileOpenedForReadingLetsOthersReadAndNotWrite) {
+  FlatCategories made;
+  ASSERT_EQ(RV_OpenCategoryFile(made, file().c_str(), 2), 1);
+  RV_WriteAllCategoryHeaders(made);
+  RV_CategoryWriteRows(made);
+  RV_CategoryClose(made);
+  FlatCategories reader;
+  FlatCategories other;
+  ASSERT_EQ(RV_OpenCategoryFile(reader, file().c_str(), 1), 1);
+  EXPECT_EQ(RV_OpenCategoryFile(other, file().c_str(), 1), 1);
+  RV_CategoryClose(other);
+  const Thrown refused = thrownBy([&] { RV_OpenCategoryFile(other, file().c_str(), 3); });
+  EXPECT_EQ(refused.cause, kx_gen::CFileException::sharingViolation);
 }
 
 TEST_F(FlatCategoryTest, AFileIsCreatedReadAndEdited) {
@@ -239,6 +305,24 @@ TEST_F(FlatCategoryTest, TheRecordSizeCountsHolesToo) {
   EXPECT_EQ(RV_GetCategoryRecordSize(cat), 0);
 }
 
+TEST_F(FlatCategoryTest, AfterDeletingAllIdsCountFrom129Again) {
+  FlatCategories cat;
+  add(cat, L"a");
+  add(cat, L"b");
+  RV_deleteAllCategories(cat);
+  EXPECT_EQ(RV_GetCategoryID(cat, add(cat, L"c")), 129ul);
+}
+
+TEST_F(FlatCategoryTest, SlotsBeyond16BitsAreAssertedAndNotMade) {
+  FlatCategories cat;
+  for (unsigned long count : {65535ul, 0x10002ul, 0xFFFFFFFFul}) {
+    clearLog();
+    RV_ResizeDB(cat, count);
+    EXPECT_EQ(RV_GetCategoryRecordSize(cat), 0) << count;
+    EXPECT_THAT(logLines(), ElementsAre(kx_test::assertionLine("CategoryDB", 320)));
+  }
+}
+
 TEST_F(FlatCategoryTest, ADatabaseIsFullFromSixteenOn) {
   FlatCategories cat;
   for (int i = 0; i < 15; ++i) add(cat, L"x");
@@ -268,6 +352,8 @@ TEST_F(FlatCategoryTest, CategoriesAreDeletedAndUndeletedWithATime) {
   EXPECT_TRUE(categoryOf(rec).IsDeleted());
   EXPECT_EQ(categoryOf(rec).GetLastChangedTime(), 5ul);
   EXPECT_EQ(RV_GetCategoryID(cat, rec), 129ul);
+  RV_DeleteCategory(cat, rec, 0xFFFFFFFE);
+  EXPECT_EQ(categoryOf(rec).GetLastChangedTime(), 0xFFFFFFFEul);
   RV_UndeleteCategory(cat, rec, 0xFFFFFFFF);
   EXPECT_FALSE(categoryOf(rec).IsEmpty());
   EXPECT_FALSE(categoryOf(rec).IsDeleted());
@@ -280,8 +366,12 @@ TEST_F(FlatCategoryTest, NameAndIdAreThoseOfTheRecord) {
   FlatCategories cat;
   RV_CREC rec = add(cat, L"B\u00FCro");
   RV_STR name = KX_StringCreate();
+  *static_cast<_String*>(name) = L"what was there";
   RV_GetCatCategoryName(cat, rec, *static_cast<_String*>(name));
   EXPECT_STREQ(KX_StringText(name), L"B\u00FCro");
+  RV_DeleteCategory(cat, rec, kTime);
+  RV_GetCatCategoryName(cat, rec, *static_cast<_String*>(name));
+  EXPECT_STREQ(KX_StringText(name), L"B\u00FCro") << "a deleted category's own, too";
   KX_StringDelete(name);
   categoryOf(rec).SetChanged(false);
   RV_SetCategoryID(cat, rec, 0xFFFFFFFF);
@@ -404,6 +494,17 @@ TEST_F(FlatCategoryTest, AReusedSlotLosesItsDeletedFlagAndKeepsItsTime) {
   EXPECT_EQ(categoryOf(rec).GetLastChangedTime(), 77ul);
 }
 
+TEST_F(FlatCategoryTest, AddingTouchesNoOtherFlag) {
+  FlatCategories cat;
+  add(cat, L"a");
+  for (const int flags : {0x10, 0x50, 0x78, 0x7F}) {
+    slot(cat, 0).SetFlag(static_cast<unsigned char>(flags));
+    RV_AddNewCategorybyName(cat, L"b");
+    EXPECT_EQ(slot(cat, 0).GetFlag(), (flags & ~0x50) | 0x80) << flags;
+  }
+  EXPECT_EQ(RV_GetCategoryRecordSize(cat), 1);
+}
+
 TEST_F(FlatCategoryTest, TheSeventeenthIsAssertedAndAddedAllTheSame) {
   FlatCategories cat;
   for (int i = 0; i < 16; ++i) add(cat, L"x");
@@ -473,6 +574,26 @@ TEST_F(FlatCategoryTest, ADeletedSlotCountsUnderTheNameOfTheOneBeforeIt) {
   EXPECT_EQ(found(cat, L"c"), 3);
 }
 
+TEST_F(FlatCategoryTest, ADeletedSlotBehindAnotherIsNotNameless) {
+  FlatCategories cat;
+  fill(cat, {L"a", L"-b", L"-c"});
+  EXPECT_EQ(found(cat, L""), -1);
+  FlatCategories gone;
+  fill(gone, {L"-a", L"-b", L"c"});
+  RV_RenameCategory(gone, L"", L"renamed");
+  EXPECT_EQ(nameIn(gone, 0), L"renamed");
+  EXPECT_EQ(slot(gone, 0).GetFlag(), 0x70) << "changed now, and still a deleted hole";
+  EXPECT_EQ(nameIn(gone, 1), L"b");
+}
+
+TEST_F(FlatCategoryTest, ADeletedSlotsNameIsNotEvenRead) {
+  FlatCategories cat;
+  fill(cat, {L"-gone", L"a"});
+  slot(cat, 0).getTaggedDataManager().deleteData(0x00010006);
+  EXPECT_EQ(found(cat, L"a"), 1);
+  EXPECT_EQ(iterName(cat, 0), L"");
+}
+
 TEST_F(FlatCategoryTest, TheFirstMatchIsNeverADeletedSlotBehindItsName) {
   FlatCategories cat;
   fill(cat, {L"a", L"-a", L"a"});
@@ -489,7 +610,7 @@ TEST_F(FlatCategoryTest, RenamingMarksTheRecordWithoutDatingIt) {
   EXPECT_EQ(nameIn(cat, 0), L"a");
   EXPECT_EQ(nameIn(cat, 1), L"c");
   EXPECT_EQ(nameIn(cat, 2), L"b");
-  EXPECT_TRUE(slot(cat, 1).IsChanged());
+  EXPECT_EQ(slot(cat, 1).GetFlag(), 0x20) << "changed, and nothing else";
   EXPECT_FALSE(slot(cat, 2).IsChanged());
   EXPECT_EQ(slot(cat, 1).GetLastChangedTime(), kTime);
   RV_RenameCategory(cat, L"b", nullptr);
@@ -510,13 +631,15 @@ TEST_F(FlatCategoryTest, DeletingByNameMakesAHoleWithoutDatingIt) {
   FlatCategories cat;
   fill(cat, {L"a", L"b"});
   RV_DeleteCategorybyName(cat, L"b");
-  EXPECT_TRUE(slot(cat, 1).IsEmpty());
-  EXPECT_TRUE(slot(cat, 1).IsDeleted());
+  EXPECT_EQ(slot(cat, 1).GetFlag(), 0x50) << "empty and deleted, and nothing else";
   EXPECT_EQ(slot(cat, 1).GetLastChangedTime(), kTime);
   EXPECT_EQ(nameIn(cat, 1), L"b");
   EXPECT_FALSE(slot(cat, 0).IsEmpty());
   RV_DeleteCategorybyName(cat, L"none");
   EXPECT_EQ(categoriesOf(cat).GetCategoryCount(), 1);
+  slot(cat, 1).SetFlag(0x10);
+  RV_DeleteCategorybyName(cat, L"b");
+  EXPECT_EQ(slot(cat, 1).GetFlag(), 0x50) << "a hole that was not deleted is now";
 }
 
 TEST_F(FlatCategoryTest, TheScanGoesBeyondTheSixteenthSlot) {

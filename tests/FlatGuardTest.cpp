@@ -27,7 +27,6 @@ using kx_test::itemOf;
 using kx_test::logLines;
 using kx_test::messageText;
 using kx_test::refusal;
-using kx_test::refusedWith;
 using kx_test::Thrown;
 using kx_test::thrownBy;
 using ::testing::Contains;
@@ -601,30 +600,56 @@ TEST_F(FlatHandleTest, ADatabaseWithoutARecordsetIsRefusedWhereOneIsNeeded) {
   EXPECT_EQ(RV_GetRecordString(handleOf(bare), 0), nullptr);
 }
 
-/// A call with a second handle that is refused.
-void expectSecondRefused(int line, const std::function<bool()>& isZero) {
+/// A call with a second handle that is refused under this one line.
+void expectSecondRefused(const std::string& line, const std::function<bool()>& isZero) {
   clearLog();
   EXPECT_TRUE(isZero());
-  EXPECT_TRUE(refusedWith(line));
+  EXPECT_THAT(logLines(), ElementsAre(line));
+}
+void expectSecondRefused(int line, const std::function<bool()>& isZero) {
+  expectSecondRefused(refusal(line), isZero);
 }
 
 TEST_F(FlatHandleTest, RecordsOfAnotherKindAreRefusedByOutlines) {
   FlatOutline db;
   createOutline(db, L"a.kxo");
+  CMemOutlDB mem;
   FlatItem rec;
+  const Bytes before = kx_test::blockOf(itemOf(rec));
   kx_gen::CCategoryRecord category;
   category.Init();
-  for (RV_REC wrong : {static_cast<RV_REC>(nullptr), handleOf(category)}) {
-    const int line = kx_test::kItemRefused;
-    expectSecondRefused(line, [&] { return RV_AddtoRS(db, wrong), true; });
-    expectSecondRefused(line, [&] { return RV_Delete(db, wrong), true; });
-    expectSecondRefused(line, [&] { return RV_IsDeletedRec(db, wrong) == 0; });
-    expectSecondRefused(line, [&] { return RV_DuplicateRecord(db, wrong) == nullptr; });
-    expectSecondRefused(line, [&] { return RV_UpdateChangedFields(rec, wrong), true; });
-  }
+  RV_REC wrong = handleOf(category);
+  const int line = kx_test::kItemRefused;
+  expectSecondRefused(line, [&] { return RV_AddtoRS(db, wrong), true; });
+  expectSecondRefused(line, [&] { return RV_AddtoRS(handleOf(mem), wrong), true; });
+  expectSecondRefused(line, [&] { return RV_Delete(db, wrong), true; });
+  expectSecondRefused(line, [&] { return RV_IsDeletedRec(db, wrong) == 0; });
+  expectSecondRefused(line, [&] { return RV_DuplicateRecord(db, wrong) == nullptr; });
+  expectSecondRefused(line, [&] { return RV_UpdateChangedFields(rec, wrong), true; });
+  EXPECT_EQ(RV_GetSize(db), 0);
+  EXPECT_EQ(RV_GetSize(handleOf(mem)), 0);
+  EXPECT_EQ(kx_test::blockOf(itemOf(rec)), before);
+}
+
+TEST_F(FlatHandleTest, ANullRecordIsRefusedOnceByWhatWouldUseIt) {
+  FlatOutline db;
+  createOutline(db, L"a.kxo");
+  FlatItem rec;
+  const auto member = [](const char* source, int line) {
+    return kx_test::assertionLine(source, line);
+  };
+  // The members assert these themselves.
+  expectSecondRefused(member("OutlineDB", 359), [&] { return RV_Delete(db, nullptr), true; });
+  expectSecondRefused(member("OutlineDB", 360), [&] { return RV_IsDeletedRec(db, nullptr) == 0; });
+  expectSecondRefused(member(".\\OutlineRecord", 102),
+                      [&] { return RV_UpdateChangedFields(rec, nullptr), true; });
+  expectSecondRefused(member("Database", 132), [&] { return RV_ReadRow(db, 0, nullptr), true; });
+
+  expectSecondRefused(kx_test::kItemRefused, [&] { return RV_AddtoRS(db, nullptr), true; });
+  expectSecondRefused(kx_test::kItemRefused,
+                      [&] { return RV_DuplicateRecord(db, nullptr) == nullptr; });
   expectSecondRefused(kx_test::kRecordRefused,
                       [&] { return RV_DeleteDBRecord(db, nullptr), true; });
-  expectSecondRefused(kx_test::kRecordRefused, [&] { return RV_ReadRow(db, 0, nullptr), true; });
   expectSecondRefused(kx_test::kRecordRefused,
                       [&] { return RV_CopyRecord(db, rec, nullptr) == nullptr; });
   EXPECT_EQ(RV_GetSize(db), 0);
@@ -635,17 +660,19 @@ TEST_F(FlatHandleTest, ItemsAreRefusedByCategoryDatabases) {
   FlatItem rec;
   const Bytes before = kx_test::blockOf(itemOf(rec));
   _String name(L"kept");
+  const std::string kind = refusal(kx_test::kCategoryRefused);
+  const std::string null = kx_test::assertionLine("CategoryDB", 340);
+  expectSecondRefused(kind, [&] { return RV_AddtoRS(cat, rec), true; });
+  expectSecondRefused(kind, [&] { return RV_AddtoRS(cat, nullptr), true; });
   for (RV_CREC wrong : {static_cast<RV_CREC>(nullptr), static_cast<RV_CREC>(rec)}) {
-    const int line = kx_test::kCategoryRefused;
-    expectSecondRefused(line, [&] { return RV_AddtoRS(cat, wrong), true; });
+    const std::string& line = wrong == nullptr ? null : kind;
     expectSecondRefused(line, [&] { return RV_DeleteCategory(cat, wrong, 1), true; });
     expectSecondRefused(line, [&] { return RV_UndeleteCategory(cat, wrong, 1), true; });
     expectSecondRefused(line, [&] { return RV_GetCatCategoryName(cat, wrong, name), true; });
     expectSecondRefused(line, [&] { return RV_GetCategoryID(cat, wrong) == 0; });
     expectSecondRefused(line, [&] { return RV_SetCategoryID(cat, wrong, 9), true; });
   }
-  expectSecondRefused(kx_test::kItemRefused,
-                      [&] { return RV_DuplicateRecord(cat, rec) == nullptr; });
+  expectSecondRefused(kind, [&] { return RV_DuplicateRecord(cat, rec) == nullptr; });
   EXPECT_EQ(RV_GetSize(cat), 0) << "nothing was added";
   EXPECT_EQ(kx_test::blockOf(itemOf(rec)), before);
   EXPECT_EQ(name, L"kept");
@@ -655,7 +682,9 @@ TEST_F(FlatHandleTest, HeadersOfOtherKindsAreNeitherCopiedNorEqual) {
   FlatOutline db;
   CMemOutlDB mem;
   for (RV_DB wrong : {static_cast<RV_DB>(nullptr), handleOf(mem)}) {
-    const int line = kx_test::kOutlineRefused;
+    // Null is asserted by the members themselves.
+    const std::string line = wrong == nullptr ? kx_test::assertionLine("OutlineDB", 410)
+                                              : refusal(kx_test::kOutlineRefused);
     expectSecondRefused(line, [&] { return RV_copySharedHeader(db, wrong), true; });
     expectSecondRefused(line, [&] { return RV_copyPrivateHeader(db, wrong), true; });
     expectSecondRefused(line, [&] { return RV_compareSharedHeader(db, wrong) == 0; });

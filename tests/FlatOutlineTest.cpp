@@ -59,6 +59,12 @@ class WatchedOutline : public COutlineDB {
   std::vector<std::string>& calls_;
 };
 
+/// An outline that logs when it is closed.
+class TalkingOutline : public COutlineDB {
+ public:
+  void Close() override { WriteLogLine("closed"); }
+};
+
 /// An outline of another version.
 class VersionedOutline : public COutlineDB {
  public:
@@ -180,6 +186,50 @@ TEST_F(FlatOutlineTest, SomeCallsLeaveALineInTheLog) {
   EXPECT_THAT(logLines(), ElementsAre("Opening db of " + name, "COutlineDB::Open " + name + " 2",
                                       "writing all headers", "writing rows", "closing database",
                                       "Get category name", "Get outline title", "Get Private"));
+}
+
+TEST_F(FlatOutlineTest, TheLineStandsAheadOfTheWork) {
+  TalkingOutline talking;
+  clearLog();
+  RV_Close(handleOf(talking));
+  EXPECT_THAT(logLines(), ElementsAre("closing database", "closed"));
+
+  FlatOutline closed;
+  const std::string noFile = kx_test::assertionLine("FileStream", 90);
+  for (const auto& [call, line] : std::vector<std::pair<void (*)(RV_DB), std::string>>{
+           {[](RV_DB db) { RV_WriteRows(db); }, "writing rows"},
+           {[](RV_DB db) { RV_WriteAllHeaders(db); }, "writing all headers"}}) {
+    clearLog();
+    EXPECT_EQ(thrownBy([&] { call(closed); }).kind, Thrown::kException) << line;
+    ASSERT_GE(logLines().size(), 2u);
+    EXPECT_EQ(logLines()[0], line);
+    EXPECT_EQ(logLines()[1], noFile);
+  }
+}
+
+TEST_F(FlatOutlineTest, TheLineIsWrittenThoughTheHeaderIsDamaged) {
+  const Bytes damaged = kx_test::slot(512, Bytes(20, 'q'));
+  kx_test::writeFile("outline.kxo", kx_test::join({kx_test::dbInfo(0, 0),
+                                                   kx_test::headerTable({{2, 512}, {3, 512}}),
+                                                   damaged, damaged, kx_test::le32(0)}));
+  FlatOutline db;
+  open(db);
+  EXPECT_EQ(thrownBy([&] { RV_ReadSharedHeader(db); }).kind, Thrown::kException);
+  EXPECT_EQ(thrownBy([&] { RV_ReadPrivateHeader(db); }).kind, Thrown::kException);
+  const std::string thrown = kx_test::throwLine("TaggedDataManager", 202);
+  clearLog();
+  EXPECT_EQ(thrownBy([&] { RV_GetCategoryName(db, nullptr); }).kind, Thrown::kException);
+  ASSERT_FALSE(logLines().empty());
+  EXPECT_EQ(logLines().front(), "Get category name");
+  EXPECT_EQ(logLines().back(), thrown);
+  clearLog();
+  EXPECT_EQ(thrownBy([&] { RV_GetOutlineTitle(db, nullptr); }).kind, Thrown::kException);
+  ASSERT_FALSE(logLines().empty());
+  EXPECT_EQ(logLines().front(), "Get outline title");
+  clearLog();
+  EXPECT_EQ(thrownBy([&] { RV_GetPrivate(db); }).kind, Thrown::kException);
+  ASSERT_FALSE(logLines().empty());
+  EXPECT_EQ(logLines().front(), "Get Private");
 }
 
 TEST_F(FlatOutlineTest, TheOpenedPathIsLoggedInNarrowCharacters) {
@@ -375,6 +425,17 @@ TEST_F(FlatOutlineTest, MembersOfEveryDatabaseWorkOnAMemoryOutline) {
   EXPECT_STREQ(RV_GetRecordString(db, 0), L"leaf");
 }
 
+TEST_F(FlatOutlineTest, APositionBehindTheFileFailsAsReadingOrSeekingDoes) {
+  make({L"one"});
+  FlatOutline db;
+  FlatItem rec;
+  open(db);
+  const Thrown behind = thrownBy([&] { RV_ReadRow(db, 0x7FFFFFFF, rec); });
+  EXPECT_TRUE(behind.is(Thrown::kException, 8, 7)) << behind;
+  const Thrown none = thrownBy([&] { RV_ReadRow(db, 0xFFFFFFFF, rec); });
+  EXPECT_TRUE(none.is(Thrown::kException, 10, 9)) << none;
+}
+
 // --- Recordset ---
 
 TEST_F(FlatOutlineTest, RecordsAreThoseOfTheRecordset) {
@@ -388,6 +449,9 @@ TEST_F(FlatOutlineTest, RecordsAreThoseOfTheRecordset) {
   EXPECT_EQ(RV_GetRecord(db, 0xFFFFFFFF), nullptr);
   EXPECT_EQ(RV_GetRecordSet(db), outlineOf(db).GetRecordset());
   EXPECT_EQ(first, handleOf(*outlineOf(db).getRecord(0)));
+  // Beyond 32 bits where there are more.
+  const auto beyond = static_cast<unsigned long>(0x100000000ull);
+  EXPECT_EQ(RV_GetRecord(db, beyond), beyond == 0 ? first : nullptr);
   EXPECT_EQ(kx_test::logCount("Assertion"), 0);
 }
 
@@ -436,6 +500,25 @@ TEST_F(FlatOutlineTest, DeletingARecordTakesItOutOfTheSet) {
   EXPECT_THAT(idsOf(db), ElementsAre(3ul)) << "records outside the set are deleted too";
 }
 
+TEST_F(FlatOutlineTest, ARecordOutsideTheSetIsDestroyedAsWhatItIs) {
+  class Watched : public COutlineRecord {
+   public:
+    explicit Watched(int& destroyed) : destroyed_(destroyed) {}
+    Watched(const Watched&) = delete;
+    Watched& operator=(const Watched&) = delete;
+    ~Watched() override { ++destroyed_; }
+
+   private:
+    int& destroyed_;
+  };
+  FlatOutline db;
+  int destroyed = 0;
+  RV_DeleteDBRecord(db, handleOf(*new Watched(destroyed)));
+  EXPECT_EQ(destroyed, 1);
+  RV_DeleteCOutlineRecord(handleOf(*new Watched(destroyed)));
+  EXPECT_EQ(destroyed, 2);
+}
+
 TEST_F(FlatOutlineTest, DeletingAllRemembersIdsOnRequest) {
   FlatOutline db;
   for (unsigned long id : {4ul, 0ul, 6ul}) addItem(db, id);
@@ -448,6 +531,12 @@ TEST_F(FlatOutlineTest, DeletingAllRemembersIdsOnRequest) {
   RV_DeleteAll(db, 0);
   EXPECT_EQ(RV_IsDeletedId(db, 4), 0);
   EXPECT_EQ(RV_IsDeletedId(db, 8), 0);
+  for (const int rememberIds : {1, -1, 256, 0x10000}) {
+    addItem(db, 8);
+    RV_DeleteAll(db, rememberIds);
+    EXPECT_EQ(RV_IsDeletedId(db, 8), 1) << rememberIds;
+    RV_DeleteAll(db, 0);
+  }
 }
 
 // --- Deleted ids ---
@@ -467,6 +556,20 @@ TEST_F(FlatOutlineTest, DeletedIdsAreKeptWithDuplicates) {
   EXPECT_EQ(RV_IsDeletedRec(db, rec), 0);
   RV_removeDeletedId(db, 7);
   EXPECT_EQ(outlineOf(db).GetDeletedThoughts().GetCount(), 0u);
+  RV_SetId(rec, 0);
+  EXPECT_EQ(RV_IsDeletedRec(db, rec), 0);
+  RV_AddDeletedId(db, 0);
+  EXPECT_EQ(RV_IsDeletedRec(db, rec), 1) << "an id of 0 is looked for like any other";
+}
+
+TEST_F(FlatOutlineTest, DeletedIdsHave32Bits) {
+  FlatOutline db;
+  const auto wide = static_cast<unsigned long>(0x700000009ull);
+  RV_AddDeletedId(db, wide);
+  EXPECT_EQ(RV_IsDeletedId(db, 9), 1);
+  EXPECT_EQ(RV_IsDeletedId(db, wide), 1);
+  RV_removeDeletedId(db, wide);
+  EXPECT_EQ(RV_IsDeletedId(db, 9), 0);
 }
 
 // --- Headers ---
@@ -614,7 +717,9 @@ TEST_F(FlatOutlineTest, FontAndColourMayBeAskedForAlone) {
   LOGFONTW font = {};
   font.lfHeight = 9;
   RV_SetOutlineFont(db, &font, 5);
+  clearLog();
   RV_SetOutlineFont(db, nullptr, 6);
+  EXPECT_THAT(logLines(), ElementsAre(kx_test::refusal(kx_test::kNullArgument)));
   unsigned long color = 0;
   RV_GetOutlineFont(db, nullptr, &color);
   EXPECT_EQ(color, 5ul) << "a null font stores nothing, the colour neither";
@@ -644,7 +749,9 @@ TEST_F(FlatOutlineTest, TheWindowPositionTravelsWithoutItsLength) {
   given.ptMinPosition.x = -1;
   given.rcNormalPosition.bottom = 80;
   RV_SetOultineWindowPos(db, &given);
+  clearLog();
   RV_SetOultineWindowPos(db, nullptr);
+  EXPECT_THAT(logLines(), ElementsAre(kx_test::refusal(kx_test::kNullArgument)));
   WINDOWPLACEMENT got = {};
   got.length = 7;
   RV_GetOutlineWindowPos(db, &got);
@@ -664,8 +771,10 @@ TEST_F(FlatOutlineTest, HeadersAreCopiedFromTheOtherDatabase) {
   RV_copySharedHeader(to, from);
   EXPECT_EQ(categoryOf(to), L"Work");
   EXPECT_EQ(titleOf(to), L"Untitled");
+  RV_SetCategoryName(to, L"Play");
   RV_copyPrivateHeader(to, from);
   EXPECT_EQ(titleOf(to), L"Trip");
+  EXPECT_EQ(categoryOf(to), L"Play");
   EXPECT_EQ(categoryOf(from), L"Work");
 }
 
@@ -931,6 +1040,17 @@ TEST_F(FlatOutlineTest, FlagsAreThoseOfTheRecord) {
   EXPECT_FALSE(itemOf(rec).IsSortChanged());
 }
 
+TEST_F(FlatOutlineTest, InitLeavesFlagsAsTheyAre) {
+  FlatItem rec;
+  itemOf(rec).SetFlag(0xE8);
+  RV_SetSortChanged(rec, 1);
+  RV_SetText(rec, L"text");
+  RV_Init(rec);
+  EXPECT_EQ(textOf(rec), L"");
+  EXPECT_EQ(itemOf(rec).GetFlag(), 0xE8);
+  EXPECT_TRUE(itemOf(rec).IsSortChanged());
+}
+
 TEST_F(FlatOutlineTest, IndexAndPositionAreThoseOfTheRecord) {
   FlatItem rec;
   EXPECT_EQ(RV_IsFileRecord(rec), 0);
@@ -998,6 +1118,81 @@ TEST_F(FlatOutlineTest, ARecordOfNoDatabaseCanBeDuplicatedIntoOne) {
   CMemOutlDB mem;
   RV_REC linked = RV_DuplicateRecord(handleOf(mem), rec);
   EXPECT_NE(dynamic_cast<CLinkedOutlRec*>(static_cast<CDBRecord*>(linked)), nullptr);
+}
+
+TEST_F(FlatOutlineTest, ADuplicateIsEqualInAllFieldsButItsId) {
+  FlatOutline db;
+  RV_REC rec = addItem(db, 12, L"text");
+  itemOf(rec).SetFlag(0xE8);
+  RV_SetSortChanged(rec, 1);
+  RV_DeleteNote(rec);
+  itemOf(rec).getTaggedDataManager().setData(99, "unknown", 7, nullptr, 3);
+  itemOf(rec).getTaggedDataManager().setTagChanged(0x00010007, false);
+  itemOf(rec).SetPos(100);
+  const Bytes before = kx_test::blockOf(itemOf(rec));
+  RV_REC copy = RV_DuplicateRecord(db, rec);
+  EXPECT_EQ(kx_test::blockOf(itemOf(rec)), before);
+  EXPECT_EQ(RV_IsFileRecord(copy), 0);
+  RV_SetId(rec, 0);
+  EXPECT_EQ(kx_test::blockOf(itemOf(copy)), kx_test::blockOf(itemOf(rec)));
+}
+
+TEST_F(FlatOutlineTest, ADuplicateOfARecordWithoutFieldsHasAnIdAlone) {
+  FlatOutline db;
+  RV_REC bare = RV_CreateOutlineRecord();
+  RV_REC copy = RV_DuplicateRecord(db, bare);
+  EXPECT_EQ(kx_test::blockOf(itemOf(copy)),
+            kx_test::join({kx_test::plainBlock(), kx_test::tag(5, kx_test::le32(0))}));
+  RV_DeleteCOutlineRecord(bare);
+}
+
+TEST_F(FlatOutlineTest, ADamagedRecordIsNotDuplicatedByHalves) {
+  FlatOutline db;
+  FlatItem damaged;
+  kx_test::setBlock(itemOf(damaged), Bytes(40, 'q'));
+  const Thrown thrown = thrownBy([&] { RV_DuplicateRecord(db, damaged); });
+  EXPECT_TRUE(kx_test::isTagError(thrown, 15, L"OutlineRecord")) << thrown;
+  EXPECT_EQ(RV_GetSize(db), 0);
+}
+
+/// A database whose set makes rows of `Kind`.
+template <class Kind>
+class RowsOf : public CDatabase {
+ public:
+  RowsOf() : CDatabase(false) { InstallRecordset(new Kind); }
+  void CheckDbInfo() override {}
+  void ReadExtraRows() override {}
+  void WriteExtraRows() override {}
+};
+
+TEST_F(FlatOutlineTest, ADuplicateIsOfTheSetsKindWhichNeedNotBeAnItems) {
+  RowsOf<kx_gen::CDBRecordset> plain;
+  FlatItem rec;
+  RV_SetId(rec, 12);
+  RV_SetText(rec, L"text");
+  clearLog();
+  RV_REC copy = RV_DuplicateRecord(handleOf(plain), rec);
+  EXPECT_THAT(logLines(), IsEmpty());
+  ASSERT_NE(copy, nullptr);
+  EXPECT_EQ(RV_GetSize(handleOf(plain)), 1);
+  EXPECT_EQ(RV_GetRecord(handleOf(plain), 0), copy);
+  CDBRecord& row = *static_cast<CDBRecord*>(copy);
+  EXPECT_TRUE(kx_test::isExactly<CDBRecord>(&row));
+  RV_SetId(rec, 0);
+  EXPECT_EQ(kx_test::blockOf(row), kx_test::blockOf(itemOf(rec)));
+}
+
+TEST_F(FlatOutlineTest, WithoutANewRowADuplicateIsNull) {
+  class NoRows : public kx_gen::CDBRecordset {
+   public:
+    CDBRecord* CreateDBRecord() override { return nullptr; }
+  };
+  RowsOf<NoRows> none;
+  FlatItem rec;
+  clearLog();
+  EXPECT_EQ(RV_DuplicateRecord(handleOf(none), rec), nullptr);
+  EXPECT_EQ(RV_GetSize(handleOf(none)), 0);
+  EXPECT_THAT(logLines(), IsEmpty());
 }
 
 // --- Categories of outline files ---

@@ -23,6 +23,11 @@ class FlatExhaustionTest : public kx_test::FlatTest {
     KX_FlatLastError(nullptr, 0, &number);
     return number;
   }
+  static std::wstring lastText() {
+    wchar_t text[64] = {};
+    KX_FlatLastError(text, 64, nullptr);
+    return text;
+  }
   static bool failed() { return KX_FlatLastError(nullptr, 0, nullptr) != 0; }
   /// Lets every allocation of `create` fail in turn, until it gives an object.
   static void expectNullUntil(const std::function<void*()>& create,
@@ -36,6 +41,7 @@ class FlatExhaustionTest : public kx_test::FlatTest {
       EXPECT_EQ(failed(), made == nullptr) << allowed;
       if (made != nullptr) return destroy(made);
       EXPECT_EQ(lastNumber(), 10ul) << allowed;
+      EXPECT_EQ(lastText(), messageText(11)) << allowed;
     }
     ADD_FAILURE() << "never succeeded";
   }

@@ -183,6 +183,24 @@ TEST_F(PictureExhaustionTest, AConversionThatCannotBeFinishedIsNullAndTheSourceS
   EXPECT_EQ(dataOf(block), drawing);
 }
 
+TEST_F(PictureExhaustionTest, AConversionWithoutACoderIsNullAndNothingIsLost) {
+  const Bytes dib = picture(40, 40, 8);
+  const Handle bitmap = handleOf(dib);
+  const Handle block = handleOf(drawingOf(dib));
+  COutlineRecord record;
+  record.SetDrawing(handleOf(dib).release());
+  const Bytes before = kx_test::blockOf(record);
+  {
+    const AllocationLimit none(0);
+    EXPECT_EQ(kx_gen::ConvertDibToInternalFormat(bitmap.get()), nullptr);
+    EXPECT_EQ(kx_gen::ConvertInternalFormatToDib(block.get()), nullptr);
+    EXPECT_EQ(record.GetDrawing(), nullptr);
+    record.SetDrawing(bitmap.get());
+  }
+  EXPECT_EQ(dataOf(bitmap), dib) << "it stays the caller's";
+  EXPECT_EQ(kx_test::blockOf(record), before);
+}
+
 TEST_F(PictureExhaustionTest, ADrawingThatCannotBeReadIsNullAndNoError) {
   COutlineRecord record;
   record.SetDrawing(handleOf(picture(40, 40, 8)).release());

@@ -87,15 +87,9 @@ enum FlatLine : int {
   kCategoryRefused = 36,
   kStringRefused = 37,
   kNoRecordset = 38,
+  kNullArgument = 39,
 };
 inline std::string refusal(int line) { return assertionLine(".\\FlatInterface", line); }
-
-/// True when the log begins with the refusal of `line`; clears the log.
-inline bool refusedWith(int line) {
-  const std::vector<std::string> lines = logLines();
-  clearLog();
-  return !lines.empty() && lines.front() == refusal(line);
-}
 
 /// A folder, a log and an unfiled category's name for each test. The guard is off around each.
 class FlatTest : public KxTest {
