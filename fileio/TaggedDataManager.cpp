@@ -109,7 +109,7 @@ long CTaggedDataManager::locate(uint32_t id, Place* place) const {
       place->found = place->tag.id == id;
       return 0;
     }
-    pos += format::kTagSize + place->tag.length;
+    pos += uint64_t{place->tag.length} + format::kTagSize;
     if (pos > size()) {
       place->cut = true;
       return 0;
