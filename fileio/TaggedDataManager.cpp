@@ -348,7 +348,7 @@ void CTaggedDataManager::Validate() {
     if (!isValidTag(tag)) return;
     if (!kx_Check(tag.id > previous, kSource, kLineOrder)) return;
     previous = tag.id;
-    pos += format::kTagSize + tag.length;
+    pos += uint64_t{tag.length} + format::kTagSize;
   }
   kx_Check(pos <= size(), kSource, kLineOverrun);
 }
