@@ -120,6 +120,16 @@ TEST_F(DibTest, PixelsStandBehindHeaderAndColours) {
   EXPECT_EQ(kx_gen::FindDIBBits(core.data()), core.data() + 12 + 768);
 }
 
+TEST_F(DibTest, AHeaderIsAsLongAsItSays) {
+  for (const uint32_t size : {0u, 16u, 64u, 108u, 0x00010000u}) {
+    Bytes dib = withField(coreHeader(1, 1, 4), 0, size);
+    dib.resize(size + 48 + dib.size());
+    EXPECT_EQ(kx_gen::FindDIBBits(static_cast<void*>(dib.data())) - dib.data(), size + 48) << size;
+    const Bytes& readOnly = dib;
+    EXPECT_EQ(kx_gen::FindDIBBits(readOnly.data()) - readOnly.data(), size + 48) << size;
+  }
+}
+
 // --- CreateDIB ---
 
 TEST_F(DibTest, ANewBitmapsDepthIsRoundedUpAndAbove24ItIs4) {
@@ -151,6 +161,12 @@ TEST_F(DibTest, ANewBitmapIsWhite) {
 TEST_F(DibTest, ANewBitmapMayHaveNoPixels) {
   EXPECT_EQ(dataOf(Handle(kx_gen::CreateDIB(0, 5, 24))), headerBytes({0, 5, 24}));
   EXPECT_EQ(dataOf(Handle(kx_gen::CreateDIB(5, 0, 24))), headerBytes({5, 0, 24}));
+}
+
+TEST_F(DibTest, SizesHave32Bits) {
+  constexpr auto kLong = static_cast<unsigned long>(0x100000003ull);
+  EXPECT_EQ(dataOf(Handle(kx_gen::CreateDIB(kLong, kLong, 1))),
+            dataOf(Handle(kx_gen::CreateDIB(3, 3, 1))));
 }
 
 TEST_F(DibTest, ABitmapThatNoHandleHoldsIsNull) {
@@ -245,6 +261,7 @@ TEST_F(DibTest, ClippingBeyondThePictureIsNull) {
   EXPECT_EQ(clip(source, 8, 5), nullptr);
   EXPECT_EQ(clip(source, 7, 6), nullptr);
   EXPECT_EQ(clip(source, -1, 5), nullptr);
+  EXPECT_EQ(clip(source, -1, 0), nullptr);
   EXPECT_EQ(clip(source, 5, -1), nullptr);
 }
 
@@ -425,6 +442,17 @@ TEST_F(DibFileTest, AMemoryFileIsReadToo) {
   EXPECT_EQ(dataOf(Handle(kx_gen::ReadDIBFile(file))), join({dib, Bytes(14, 0)}));
 }
 
+TEST_F(DibFileTest, AMemoryFileThatEndsEarlyIsNullThoughItThrowsNothing) {
+  Bytes contents = join({{'x'}, bmpFile(picture(5, 3, 8))});
+  kx_gen::MemFile file(contents.data(), static_cast<unsigned int>(contents.size()), 0);
+  file.Seek(1, 0);  // the last byte is missing
+  EXPECT_EQ(kx_gen::ReadDIBFile(file), nullptr);
+  Bytes cut = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 'B', 'M'};
+  kx_gen::MemFile header(cut.data(), static_cast<unsigned int>(cut.size()), 0);
+  header.Seek(12, 0);
+  EXPECT_EQ(kx_gen::ReadDIBFile(header), nullptr);
+}
+
 TEST_F(DibFileTest, SavingWritesBothHeadersColoursAndPixels) {
   for (const uint16_t bits : {1, 4, 8, 24}) {
     const Bytes dib = picture(9, 4, bits);
@@ -491,6 +519,9 @@ TEST_F(DibFileTest, SavingRefusesSizesThatNoFileHas) {
   EXPECT_EQ(save(withField(dib, kWidth, 0xFFFFFFFF)), 0) << "a negative width";
   EXPECT_EQ(save(withField(withField(dib, kWidth, 0x7FFFFFFF), kHeight, 0x80000000)), 0);
   EXPECT_EQ(save(withField(dib, kHeight, 0x40000000)), 0);
+  const Bytes coded = withField(picture(2, 2, 8), kCompression, 1);
+  EXPECT_EQ(save(withField(coded, kImageSize, 0xFFFFFFFF - (14 + 40 + 1024) + 1)), 0)
+      << "all parts fit 32 bits, but not together";
   EXPECT_EQ(saved(), Bytes());
 }
 
@@ -567,6 +598,8 @@ TEST_F(CDibTest, ReplacingByNullForgetsBitmapAndPalette) {
   dib.ReplaceHDIB(none);
   EXPECT_EQ(dib.GetHDIB(), nullptr);
   EXPECT_EQ(dib.GetPalette(), nullptr);
+  EXPECT_EQ(dib.GetSize().cx, 5) << "the size is that of the last bitmap";
+  EXPECT_EQ(dib.GetSize().cy, 3);
 }
 
 TEST_F(CDibTest, OnlyABitmapWithColoursHasAPalette) {
@@ -606,6 +639,8 @@ TEST_F(CDibTest, AWidthOrHeightWithItsTopBitSetIsTooBig) {
       EXPECT_EQ(thrown.description, L"The image is too big");
       EXPECT_EQ(dib.GetHDIB(), nullptr);
       EXPECT_EQ(dib.GetPalette(), nullptr);
+      EXPECT_EQ(dib.GetSize().cx, 5) << "the size is that of the last bitmap";
+      EXPECT_EQ(dib.GetSize().cy, 3);
       EXPECT_EQ(kx_test::logCount("Throw an exception FILE - .\\Dib, LINE - "), 1);
     }
   }
