@@ -32,34 +32,15 @@ void throwFileException(DWORD error, const wchar_t* name, int line) {
 }
 
 DWORD desiredAccess(unsigned int flags) {
-  switch (flags & kAccessMask) {
-    case CFile::modeRead:
-      return GENERIC_READ;
-    case CFile::modeWrite:
-      return GENERIC_WRITE;
-    case CFile::modeReadWrite:
-      return GENERIC_READ | GENERIC_WRITE;
-    default:
-      kx_Check(false, kFileSource, kLineOpenAccess);
-      return 0;
-  }
+  const DWORD access = accessOf(flags);
+  kx_Check(access != 0, kFileSource, kLineOpenAccess);
+  return access;
 }
 
 DWORD shareMode(unsigned int flags) {
-  switch (flags & kShareMask) {
-    case CFile::shareCompat:
-    case CFile::shareExclusive:
-      return 0;
-    case CFile::shareDenyWrite:
-      return FILE_SHARE_READ;
-    case CFile::shareDenyRead:
-      return FILE_SHARE_WRITE;
-    case CFile::shareDenyNone:
-      return FILE_SHARE_READ | FILE_SHARE_WRITE;
-    default:
-      kx_Check(false, kFileSource, kLineOpenShare);
-      return 0;
-  }
+  const unsigned int sharing = flags & kShareMask;
+  kx_Check(sharing <= CFile::shareDenyNone, kFileSource, kLineOpenShare);
+  return shareOf(flags);
 }
 
 DWORD creationDisposition(unsigned int flags) {
@@ -122,6 +103,32 @@ bool copyFile(const wchar_t* from, const wchar_t* to) {
 
 }  // namespace
 
+DWORD accessOf(unsigned int flags) {
+  switch (flags & kAccessMask) {
+    case CFile::modeRead:
+      return GENERIC_READ;
+    case CFile::modeWrite:
+      return GENERIC_WRITE;
+    case CFile::modeReadWrite:
+      return GENERIC_READ | GENERIC_WRITE;
+    default:
+      return 0;
+  }
+}
+
+DWORD shareOf(unsigned int flags) {
+  switch (flags & kShareMask) {
+    case CFile::shareDenyWrite:
+      return FILE_SHARE_READ;
+    case CFile::shareDenyRead:
+      return FILE_SHARE_WRITE;
+    case CFile::shareDenyNone:
+      return FILE_SHARE_READ | FILE_SHARE_WRITE;
+    default:
+      return 0;
+  }
+}
+
 void setStatusTimes(CFileStatus& status, const FILETIME& creation, const FILETIME& access,
                     const FILETIME& write) {
   status.lastWriteTime = statusTime(write);
@@ -146,6 +153,8 @@ int CFile::Open(const wchar_t* name, unsigned int flags) {
   handle_ = CreateFileW(path, access, share, &security, creationDisposition(flags),
                         FILE_ATTRIBUTE_NORMAL, nullptr);
   if (handle_ == INVALID_HANDLE_VALUE) throwFileException(GetLastError(), path, kLineOpenFailed);
+  flags_ = flags;
+  flagsKnown_ = 1;
   SetFilePath(path);
   return 1;
 }
@@ -216,6 +225,7 @@ unsigned long CFile::GetLength() { return findEnd(*this, GetPosition()); }
 
 void CFile::Attach(unsigned int handle) {
   handle_ = reinterpret_cast<HANDLE>(static_cast<intptr_t>(static_cast<int32_t>(handle)));
+  flagsKnown_ = 0;
   SeekToBegin();
 }
 

@@ -68,6 +68,10 @@ enum FileLine : int {
   kLineTimeResult = 824,
 };
 
+// What the flags of an opening ask the system for; 0 for flags without a meaning.
+DWORD accessOf(unsigned int flags);
+DWORD shareOf(unsigned int flags);
+
 // Null text means "".
 inline const wchar_t* textOrEmpty(const wchar_t* text) { return text == nullptr ? L"" : text; }
 

@@ -4,6 +4,7 @@
 #include "FlatCall.h"
 #include "RV_FileIO.h"
 #include "RecordStore.h"
+#include "SafeSave.h"
 
 namespace flat = kx_gen::flat;
 
@@ -94,6 +95,13 @@ int RV_OpenCategoryFile(RV_CAT cat, const wchar_t* name, unsigned int mode) {
 
 void RV_CategoryClose(RV_CAT cat) {
   onCategories(cat, [](CCategoryDB& db) { db.Close(); });
+}
+
+int KX_SaveCategories(RV_CAT cat, const wchar_t* path) {
+  return onCategories(cat, [&](CCategoryDB& db) {
+    kx_gen::SaveDatabaseFile(db, path);
+    return 1;
+  });
 }
 
 void RV_CheckCategoryDbInfo(RV_CAT cat) {

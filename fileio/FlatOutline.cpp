@@ -9,6 +9,7 @@
 #include "OutlineDB.h"
 #include "RV_FileIO.h"
 #include "RecordStore.h"
+#include "SafeSave.h"
 #include "Text.h"
 
 namespace flat = kx_gen::flat;
@@ -135,6 +136,13 @@ void RV_Close(RV_DB db) {
   onDatabase(db, [](CDatabase& d) {
     WriteLogLine("closing database");
     d.Close();
+  });
+}
+
+int KX_SaveOutline(RV_DB db, const wchar_t* path) {
+  return onDatabase(db, [&](CDatabase& target) {
+    kx_gen::SaveDatabaseFile(target, path);
+    return 1;
   });
 }
 

@@ -130,6 +130,7 @@ void CHeaderManager::ForgetRead() {
   RemoveAll(readList_, false);
   ClearPresentFlag(registered_);
   tableInFile_ = false;
+  lengthRead_ = 0;
 }
 
 void CHeaderManager::ClearPresentFlag(HeaderList& list) {
@@ -147,6 +148,7 @@ void CHeaderManager::Read(CFileStream& stream) {
     readTable(stream);
     ClearPresentFlag(readList_);
     AddRegistered();
+    if (GetReadHeadersEnd() > kMissingSlotBytesMax) lengthRead_ = stream.GetLength();
     rememberUnknownSlots(stream);
   } catch (...) {
     ForgetRead();
@@ -303,10 +305,11 @@ void CHeaderManager::checkAllFit(HeaderList& list) {
   }
 }
 
-// Slots that end far behind the end of the file claim room that nothing justifies.
+// Slots that end far behind the end of the file claim room that nothing justifies. What was there
+// when the file was read counts, because the stream may be over a new file by now.
 void CHeaderManager::shrinkCutSlots(CFileStream& stream) {
   if (GetReadHeadersEnd() <= kMissingSlotBytesMax) return;
-  const uint64_t length = stream.GetLength();
+  const uint64_t length = std::max<uint64_t>(stream.GetLength(), lengthRead_);
   if (GetReadHeadersEnd() <= length + kMissingSlotBytesMax) return;
   uint64_t pos = tablePos_ + static_cast<uint64_t>(GetReadHeaderBlockSize());
   for (THeaderInfo* info : readList_) {

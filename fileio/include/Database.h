@@ -23,9 +23,12 @@ static_assert(offsetof(TDatabaseInfo, rowCount) == format::kRowCountOffset, "pac
 /// and supplies `CheckDbInfo` and the extra rows. Owns its rows and headers; closes on destruction.
 /// The file: docs/format-outline.md. What the file itself refuses is thrown as `CFile` says.
 ///
-/// Writing is `WriteAllHeaders`, then `WriteRows`; reading `Open`, `ReadHeader` for each header
-/// that is wanted, `ReadRows`. After creating and writing a file, close it and open it to read.
+/// Writing is `WriteAllHeaders`, then `WriteRows`, which change the file in place: `SafeSave.h` has
+/// the way that cannot lose it. Reading is `Open`, `ReadHeader` for each header that is wanted,
+/// `ReadRows`. After creating and writing a file, close it and open it to read.
 class KX_API CDatabase : public CFileStream {
+  friend class DatabaseSave;
+
  public:
   /// Version 0, no rows, the conduit header registered. Without `createRecordset` the kind's own
   /// constructor makes the rows.

@@ -9,6 +9,8 @@
 
 namespace kx_gen {
 
+class DatabaseSave;
+
 /// Seconds since 1 January 1970, UTC, in 32 bits; 0 when a conversion from a file time failed, all
 /// ones when one from a broken-down time did.
 class KX_API CTime {
@@ -69,6 +71,8 @@ struct CFileStatus {
 /// changing the length and the operations by name, plain `CException*` with message 8 (read), 9
 /// (flush) or 10 (seek, position). Also the virtual interface of the memory files.
 class KX_API CFile {
+  friend class DatabaseSave;
+
  public:
   /// Open flags, combined by OR: one access, one sharing, and the others as wanted.
   enum OpenFlags : unsigned int {
@@ -151,6 +155,8 @@ class KX_API CFile {
 
   HANDLE handle_;
   _String path_;
+  unsigned int flags_ = 0;  // those that it was opened with ...
+  int flagsKnown_ = 0;      // ... unless the handle was taken over. Fills the object to its end.
 };
 
 /// A file whose contents live in one growing heap block, so that a database can be built or parsed

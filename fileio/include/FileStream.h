@@ -7,6 +7,7 @@
 namespace kx_gen {
 
 class CFileStream;
+class DatabaseSave;
 class StreamWindow;
 
 /// Something that reads itself from a stream and writes itself to one.
@@ -31,6 +32,8 @@ class KX_API CBaseObject {
 /// `CException(8, 7)`, writing the file exception of error 6, seeking, asking for the position and
 /// setting the length `CException(10, 9)`; flushing does nothing.
 class KX_API CFileStream {
+  friend class DatabaseSave;
+
  public:
   CFileStream();                          ///< Without a file.
   explicit CFileStream(CFile* file);      ///< As `Attach`.

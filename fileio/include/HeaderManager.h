@@ -29,6 +29,8 @@ struct THeaderInfo {
 /// list). A header of the file that nobody registered is kept: its slot is remembered on reading
 /// and written back at its new place, with an assertion in the log.
 class KX_API CHeaderManager : public CBaseObject {
+  friend class DatabaseSave;
+
  public:
   explicit CHeaderManager(unsigned short tablePos);  ///< The table's offset in the file.
   CHeaderManager(const CHeaderManager&) = delete;
@@ -62,9 +64,9 @@ class KX_API CHeaderManager : public CBaseObject {
   /// was read. Asserts, and writes nothing, for an unknown id, a header that nobody registered and
   /// one whose slot the file does not have yet. Throws message 12 before the first byte.
   void WriteHeader(CFileStream& stream, unsigned short id);
-  /// Table and every slot. All headers are checked before the first byte; message 12.
   /// Throws message 12 when a header that `WriteAll` would write does not fit its slot.
   void CheckAllFit(CFileStream& stream);
+  /// Table and every slot. All headers are checked before the first byte; message 12.
   void WriteAll(CFileStream& stream);
 
   // File offsets: of a slot (0xFFFFFFFF when the id is unknown) and behind the last slot; by the
@@ -108,6 +110,7 @@ class KX_API CHeaderManager : public CBaseObject {
   uint32_t tablePos_;
   HeaderList registered_;
   bool tableInFile_ = false;  // a table was read, and none written since
+  uint64_t lengthRead_ = 0;   // of the file read, where slots beyond its end would matter
 };
 
 }  // namespace kx_gen

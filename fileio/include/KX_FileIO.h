@@ -22,6 +22,7 @@
 #include "OutlineRecord.h"
 #include "RV_FileIO.h"
 #include "Rowset.h"
+#include "SafeSave.h"
 #include "TaggedDataHeader.h"
 #include "TaggedDataManager.h"
 #include "kx_assert.h"

@@ -76,6 +76,13 @@ KX_API void KX_SetUnfiledCategoryName(const wchar_t* name);
  * makes it `newName`; null means the unfiled category's name. */
 KX_API void KX_UpdateCategory(const wchar_t* folder, const wchar_t* extension,
                               const wchar_t* oldName, const wchar_t* newName);
+/* Save a whole database, headers and rows, so that the file is the old or the new document,
+ * whatever happens meanwhile: what fails leaves the old one untouched, and anybody else who has it
+ * open makes it fail with a sharing violation. 1 when the new one is in place. An open database
+ * stays open, in its mode; one that was never opened need not be. The first takes any kind of
+ * database. */
+KX_API int KX_SaveOutline(RV_DB, const wchar_t* path);
+KX_API int KX_SaveCategories(RV_CAT, const wchar_t* path);
 
 /* outline database: life, file, rows */
 KX_API RV_DB RV_CreateOutlineDB(void);

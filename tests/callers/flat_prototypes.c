@@ -11,6 +11,8 @@ void KX_StringDelete(RV_STR);
 void KX_SetUnfiledCategoryName(const wchar_t*);
 void KX_UpdateCategory(const wchar_t* folder, const wchar_t* extension, const wchar_t* oldName,
                        const wchar_t* newName);
+int KX_SaveOutline(RV_DB, const wchar_t* path);
+int KX_SaveCategories(RV_CAT, const wchar_t* path);
 
 void* MemAlloc(unsigned long size);
 void* MemGetPtr(void* handle);

@@ -141,7 +141,14 @@ bool Opening::Run() {
   return true;
 }
 
-/// A name that ends in a separator can only be a folder, which is never opened.
+OpenResult Refusal(DWORD error) {
+  OpenResult result;
+  result.error = error;
+  return result;
+}
+
+}  // namespace
+
 DWORD FolderNameError(const FileName& name, Disposition disposition) {
   FileFacts facts;
   if (GetFacts(name.path, &facts)) {
@@ -151,14 +158,6 @@ DWORD FolderNameError(const FileName& name, Disposition disposition) {
   const bool creates = disposition != Disposition::kOpenExisting;
   return error == ERROR_FILE_NOT_FOUND && creates ? ERROR_INVALID_NAME : error;
 }
-
-OpenResult Refusal(DWORD error) {
-  OpenResult result;
-  result.error = error;
-  return result;
-}
-
-}  // namespace
 
 OpenResult OpenFile(const FileName& name, const OpenRequest& request) {
   if (name.error != ERROR_SUCCESS) return Refusal(name.error);

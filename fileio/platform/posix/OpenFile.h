@@ -27,6 +27,9 @@ struct OpenResult {
 
 /// The descriptor stands in the side table and carries its marks; CloseFile gives it back.
 OpenResult OpenFile(const FileName& name, const OpenRequest& request);
+/// What a name that ends in a separator is refused with: it can only be a folder, which is never
+/// opened.
+DWORD FolderNameError(const FileName& name, Disposition disposition);
 /// False with errno set when the system reports a failure; the descriptor is gone all the same.
 bool CloseFile(int fd);
 

@@ -130,13 +130,22 @@ bool ShareInProcess(const Sharer& sharer) {
   return true;
 }
 
-bool IsInUseInProcess(const FileFacts& facts) {
+/// Whether another descriptor than this one is an entry of the file.
+bool IsInUseInProcess(int fd, const FileFacts& facts) {
   ProcessTable& table = TheProcessTable();
   const std::lock_guard<std::mutex> lock(table.mutex);
   const auto isOfFile = [&](const ProcessTable::Entry& entry) {
-    return entry.facts.IsSameFileAs(facts);
+    return entry.fd != fd && entry.facts.IsSameFileAs(facts);
   };
   return std::any_of(table.entries.begin(), table.entries.end(), isOfFile);
+}
+
+/// Takes off the marks that a handle like this does not need.
+void WithdrawMarks(int fd, const HandleInfo& kept) {
+  for (int region = 0; region < kRegionCount; ++region) {
+    if (IsAnnounced(static_cast<Region>(region), kept)) continue;
+    Unmark(fd, StartOf(region), kRegionLength);
+  }
 }
 
 }  // namespace
@@ -158,7 +167,10 @@ bool Share(const Sharer& sharer) {
   if (sharer.info.access == 0) return true;
   // Announcing before probing: of two handles that conflict, the later to announce sees the other.
   const Answer conflict = Announce(sharer) ? FindConflict(sharer) : Answer::kRefused;
-  return conflict == Answer::kRefused ? ShareInProcess(sharer) : conflict == Answer::kNo;
+  if (conflict == Answer::kRefused) return ShareInProcess(sharer);
+  // Who is refused leaves no marks behind for others to meet, once the gate is open again.
+  if (conflict == Answer::kYes) WithdrawMarks(sharer.fd, kUnmarked);
+  return conflict == Answer::kNo;
 }
 
 void Unshare(int fd) {
@@ -167,15 +179,25 @@ void Unshare(int fd) {
   table.entries.remove_if([fd](const ProcessTable::Entry& entry) { return entry.fd == fd; });
 }
 
-bool ClaimUnused(int fd, bool isReadable) {
+bool ClaimUnused(int fd, bool isReadable, const HandleInfo& held) {
   Sharer claimant;
   claimant.fd = fd;
   claimant.isReadable = isReadable;
   claimant.info = {0, 0};  // no access of its own, and none shared
   const Answer conflict = Announce(claimant) ? FindConflict(claimant) : Answer::kRefused;
+  if (conflict == Answer::kYes) WithdrawMarks(fd, held);
   if (conflict != Answer::kRefused) return conflict == Answer::kNo;
   FileFacts facts;
-  return GetFacts(fd, &facts) && !IsInUseInProcess(facts);
+  return GetFacts(fd, &facts) && !IsInUseInProcess(fd, facts);
+}
+
+void ShareAgain(int fd, const HandleInfo& info) {
+  WithdrawMarks(fd, info);
+  ProcessTable& table = TheProcessTable();
+  const std::lock_guard<std::mutex> lock(table.mutex);
+  for (ProcessTable::Entry& entry : table.entries) {
+    if (entry.fd == fd) entry.info = info;
+  }
 }
 
 }  // namespace kx_posix

@@ -36,8 +36,14 @@ bool Share(const Sharer& sharer);
 /// Call before closing a descriptor: takes its entries off the table of the process.
 void Unshare(int fd);
 
-/// True when no other handle reads or writes the file. Until the descriptor is closed none will:
-/// it is marked as denying both, which others see before they succeed.
-bool ClaimUnused(int fd, bool isReadable);
+/// A descriptor that neither does nor denies anything.
+constexpr HandleInfo kUnmarked = {0, FILE_SHARE_READ | FILE_SHARE_WRITE};
+
+/// True when no other handle reads or writes the file. Until the descriptor is closed, or shared
+/// anew, none will: it is marked as denying both, which others see before they succeed. When false,
+/// its marks are those of `held`, as before.
+bool ClaimUnused(int fd, bool isReadable, const HandleInfo& held = kUnmarked);
+/// Takes marks off: what the descriptor does and denies from now on, which is no more than before.
+void ShareAgain(int fd, const HandleInfo& info);
 
 }  // namespace kx_posix

@@ -5,11 +5,15 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <cerrno>
+#include <climits>
 #include <cstdio>
+#include <memory>
 
 #include "FileTimes.h"
 #include "WinApi.h"
@@ -56,6 +60,8 @@ FileFacts FactsFrom(const struct statx& data) {
   facts.inode = data.stx_ino;
   facts.size = data.stx_size;
   facts.mode = data.stx_mode;
+  facts.user = data.stx_uid;
+  facts.group = data.stx_gid;
   facts.access = ToFileTime(data.stx_atime.tv_sec, data.stx_atime.tv_nsec);
   facts.write = ToFileTime(data.stx_mtime.tv_sec, data.stx_mtime.tv_nsec);
   const bool hasCreation = (data.stx_mask & STATX_BTIME) != 0;
@@ -85,7 +91,13 @@ struct flock RangeLock(short type, off_t start, off_t length) {
 
 /// For file systems that cannot rename without replacing.
 int LinkAndRemove(const std::string& from, const std::string& to) {
-  if (::link(from.c_str(), to.c_str()) == 0) return ::unlink(from.c_str());
+  if (::link(from.c_str(), to.c_str()) == 0) {
+    if (::unlink(from.c_str()) == 0) return 0;
+    const int error = errno;
+    ::unlink(to.c_str());
+    errno = error;
+    return -1;
+  }
   if (errno == EEXIST) return -1;
   struct stat data = {};
   if (::lstat(to.c_str(), &data) == 0) {
@@ -144,6 +156,10 @@ int Flush(int fd) {
   return Repeat(SystemCall::kFlush, [&] { return ::fsync(fd); });
 }
 
+int FlushAll(int fd) {
+  return Repeat(SystemCall::kFlush, [&] { return ::syncfs(fd); });
+}
+
 bool GetFacts(int fd, FileFacts* facts) { return GetFactsAt(fd, "", AT_EMPTY_PATH, facts); }
 
 bool GetFacts(const std::string& path, FileFacts* facts) {
@@ -167,8 +183,41 @@ int RenameToFreeName(const std::string& from, const std::string& to) {
   return Repeat(SystemCall::kRename, call);
 }
 
+int Exchange(const std::string& a, const std::string& b) {
+  return Repeat(SystemCall::kRename, [&] {
+    return ::renameat2(AT_FDCWD, a.c_str(), AT_FDCWD, b.c_str(), RENAME_EXCHANGE);
+  });
+}
+
 int Remove(const std::string& path) {
   return Repeat(SystemCall::kRemove, [&] { return ::unlink(path.c_str()); });
+}
+
+bool ReadLink(const std::string& path, std::string* target) {
+  std::array<char, PATH_MAX> text{};
+  const ssize_t length = Repeat(SystemCall::kReadLink,
+                                [&] { return ::readlink(path.c_str(), text.data(), text.size()); });
+  if (length == -1) return false;
+  target->assign(text.data(), static_cast<size_t>(length));
+  return true;
+}
+
+int SetMode(int fd, mode_t mode) {
+  return Repeat(SystemCall::kPermissions, [&] { return ::fchmod(fd, mode); });
+}
+
+int SetOwner(int fd, uint32_t user, uint32_t group) {
+  return Repeat(SystemCall::kPermissions, [&] { return ::fchown(fd, user, group); });
+}
+
+int CopyAccessList(int from, int to) {
+  constexpr const char* kList = "system.posix_acl_access";
+  std::array<char, 4096> list{};
+  const ssize_t size = Repeat(SystemCall::kPermissions,
+                              [&] { return ::fgetxattr(from, kList, list.data(), list.size()); });
+  if (size == -1) return errno == ENODATA || errno == ENOTSUP ? 0 : -1;
+  return Repeat(SystemCall::kPermissions,
+                [&] { return ::fsetxattr(to, kList, list.data(), static_cast<size_t>(size), 0); });
 }
 
 int SetWriteTime(int fd, const FILETIME& write) {
@@ -181,12 +230,16 @@ int SetWriteTime(int fd, const FILETIME& write) {
 bool ListFolder(const std::string& path, std::vector<std::string>* names) {
   size_t unused = 0;
   if (!IsLet(SystemCall::kList, &unused)) return false;
-  DIR* const folder = ::opendir(path.c_str());
+  const std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir(path.c_str()), &::closedir);
   if (folder == nullptr) return false;
-  errno = 0;
-  while (const dirent* entry = ::readdir(folder)) names->emplace_back(entry->d_name);
-  const int error = errno;
-  ::closedir(folder);
+  int error = 0;
+  while (true) {
+    errno = 0;
+    const dirent* entry = ::readdir(folder.get());
+    error = errno;
+    if (entry == nullptr) break;
+    names->emplace_back(entry->d_name);
+  }
   errno = error;
   return error == 0;
 }
@@ -199,6 +252,11 @@ int LeaveGate(int fd) { return ::flock(fd, LOCK_UN); }
 
 int Mark(int fd, bool exclusive, off_t start, off_t length) {
   struct flock lock = RangeLock(exclusive ? F_WRLCK : F_RDLCK, start, length);
+  return Repeat(SystemCall::kMark, [&] { return ::fcntl(fd, F_OFD_SETLK, &lock); });
+}
+
+int Unmark(int fd, off_t start, off_t length) {
+  struct flock lock = RangeLock(F_UNLCK, start, length);
   return Repeat(SystemCall::kMark, [&] { return ::fcntl(fd, F_OFD_SETLK, &lock); });
 }
 
