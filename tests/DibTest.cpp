@@ -124,9 +124,13 @@ TEST_F(DibTest, AHeaderIsAsLongAsItSays) {
   for (const uint32_t size : {0u, 16u, 64u, 108u, 0x00010000u}) {
     Bytes dib = withField(coreHeader(1, 1, 4), 0, size);
     dib.resize(size + 48 + dib.size());
-    EXPECT_EQ(kx_gen::FindDIBBits(static_cast<void*>(dib.data())) - dib.data(), size + 48) << size;
+    EXPECT_EQ(kx_gen::FindDIBBits(static_cast<void*>(dib.data())) - dib.data(),
+              static_cast<std::ptrdiff_t>(size + 48))
+        << size;
     const Bytes& readOnly = dib;
-    EXPECT_EQ(kx_gen::FindDIBBits(readOnly.data()) - readOnly.data(), size + 48) << size;
+    EXPECT_EQ(kx_gen::FindDIBBits(readOnly.data()) - readOnly.data(),
+              static_cast<std::ptrdiff_t>(size + 48))
+        << size;
   }
 }
 
