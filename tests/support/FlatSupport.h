@@ -91,6 +91,13 @@ enum FlatLine : int {
 };
 inline std::string refusal(int line) { return assertionLine(".\\FlatInterface", line); }
 
+/// True when the log holds nothing but the refusal of `line`; clears the log.
+inline bool refusedWith(int line) {
+  const std::vector<std::string> lines = logLines();
+  clearLog();
+  return lines.size() == 1 && lines.front() == refusal(line);
+}
+
 /// A folder, a log and an unfiled category's name for each test. The guard is off around each.
 class FlatTest : public KxTest {
  protected:
