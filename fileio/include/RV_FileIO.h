@@ -42,7 +42,8 @@ typedef void* RV_CREC; /* category record */
 typedef void* RV_STR;  /* a _String */
 typedef void* RV_DIB;  /* memory handle of a bitmap */
 
-/* A position among the live categories; the form of CCategoryIterator. */
+/* A position among the live categories; the form of CCategoryIterator. The end is a slot that the
+ * database does not have. */
 typedef struct RV_ITER {
   size_t slot;
   RV_CAT db;
