@@ -20,6 +20,9 @@ using kx_gen::CMemOutlDB;
 using kx_gen::COutlineDB;
 using kx_test::attempt;
 using kx_test::Bytes;
+using kx_test::readAll;
+using kx_test::saveAll;
+using kx_test::useAndEdit;
 
 // The files take two or three thousand bytes; only the window over them is much larger.
 constexpr size_t kAllocationMax = 4u << 20;
