@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 
 namespace kxo_test {
 
@@ -21,12 +22,24 @@ namespace {
 
 constexpr int kCannotRun = 127;
 
+/// The command line that runs the program: where the build is for another processor, behind that of
+/// the emulator (KX_EMULATOR, one word a line).
+std::vector<std::string> CommandLine(const fs::path& program,
+                                     const std::vector<std::string>& arguments) {
+  std::vector<std::string> line;
+  std::istringstream emulator(KX_EMULATOR);
+  for (std::string word; std::getline(emulator, word);) line.push_back(word);
+  line.push_back(program);
+  line.insert(line.end(), arguments.begin(), arguments.end());
+  return line;
+}
+
 /// What happens between the fork and the program; never returns.
 [[noreturn]] void Become(const fs::path& program, const std::vector<std::string>& arguments,
                          const RunOptions& options) {
-  std::vector<char*> words = {const_cast<char*>(program.c_str())};
-  for (const std::string& argument : arguments)
-    words.push_back(const_cast<char*>(argument.c_str()));
+  const std::vector<std::string> line = CommandLine(program, arguments);
+  std::vector<char*> words;
+  for (const std::string& word : line) words.push_back(const_cast<char*>(word.c_str()));
   words.push_back(nullptr);
   for (const auto& [name, value] : options.environment) ::setenv(name.c_str(), value.c_str(), 1);
   for (const std::string& name : options.unset) ::unsetenv(name.c_str());
@@ -35,7 +48,7 @@ constexpr int kCannotRun = 127;
     ::setrlimit(RLIMIT_FSIZE, &limit);
     std::signal(SIGXFSZ, SIG_IGN);  // the write itself shall fail
   }
-  if (::chdir(options.folder.c_str()) == 0) ::execv(program.c_str(), words.data());
+  if (::chdir(options.folder.c_str()) == 0) ::execvp(words[0], words.data());
   ::_exit(kCannotRun);
 }
 
