@@ -476,7 +476,8 @@ TEST_F(FlatCategoryTest, AddingTakesTheFirstHoleANewIdAndNoTime) {
   EXPECT_EQ(RV_GetCategoryID(cat, rec), 129ul);
   EXPECT_EQ(categoryOf(rec).GetFlag(), 0x80) << "new, and nothing else";
   EXPECT_EQ(categoryOf(rec).GetLastChangedTime(), 0ul);
-  RV_AddNewCategorybyName(cat, nullptr);
+  RV_CREC nameless = RV_AddNewCategorybyName(cat, nullptr);
+  EXPECT_EQ(nameless, handleOf(slot(cat, 1)));
   EXPECT_EQ(nameIn(cat, 1), L"");
 }
 
@@ -568,6 +569,7 @@ TEST_F(FlatCategoryTest, ADeletedSlotCountsUnderTheNameOfTheOneBeforeIt) {
   FlatCategories cat;
   fill(cat, {L"-gone", L"a", L"-b", L"c"});
   EXPECT_EQ(found(cat, L""), 0) << "no name stands before the first slot";
+  EXPECT_EQ(found(cat, nullptr), 0) << "null means no name";
   EXPECT_EQ(found(cat, L"gone"), -1);
   EXPECT_EQ(found(cat, L"b"), -1);
   EXPECT_EQ(found(cat, L"a"), 1);

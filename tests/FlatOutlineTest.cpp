@@ -322,6 +322,7 @@ TEST_F(FlatOutlineTest, RowsComeBackWithDeletedIdsAndPositions) {
   open(db);
   EXPECT_EQ(RV_GetSize(db), 0) << "opening reads no rows";
   RV_ReadRows(db);
+  EXPECT_EQ(outlineOf(db).GetPosition(), content().size()) << "behind the last row";
   EXPECT_EQ(RV_GetSize(db), 2);
   EXPECT_EQ(RV_IsDeletedId(db, 9), 1);
   EXPECT_EQ(textOf(RV_GetRecord(db, 1)), L"two");
@@ -645,6 +646,11 @@ TEST_F(FlatOutlineTest, EachTruthIsItsOwn) {
       const bool expected = one.get == other.get || isMark;
       EXPECT_EQ(other.get(db), expected ? 1 : 0) << one.name << " -> " << other.name;
     }
+    for (const TruthField& field : truthFields()) field.set(db, 1);
+    one.set(db, 0);
+    for (const TruthField& other : truthFields()) {
+      EXPECT_EQ(other.get(db), other.get == one.get ? 0 : 1) << one.name << " -> " << other.name;
+    }
   }
 }
 
@@ -950,6 +956,15 @@ TEST_F(FlatOutlineTest, ABitmapThatCannotBeStoredStaysWithItsCaller) {
   long width = 0;
   RV_GetDrawingSize(rec, &width, nullptr);
   EXPECT_EQ(width, 5) << "the drawing stays as it was";
+}
+
+// The leak check of the sanitized build sees whether the bitmap is freed.
+TEST_F(FlatOutlineTest, ABitmapIsFreedThoughTheRecordCannotTakeItsDrawing) {
+  FlatItem damaged;
+  kx_test::setBlock(itemOf(damaged), Bytes(40, 'q'));
+  const Thrown thrown = thrownBy([&] { draw(damaged, 5, 3); });
+  EXPECT_TRUE(kx_test::isTagError(thrown, 15, L".\\OutlineRecord")) << thrown;
+  EXPECT_EQ(kx_test::blockOf(itemOf(damaged)), Bytes(40, 'q'));
 }
 
 TEST_F(FlatOutlineTest, WithoutADrawingGettingItThrowsMessage16) {

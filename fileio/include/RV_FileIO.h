@@ -195,7 +195,7 @@ KX_API void RV_DeleteBitmap(RV_REC);
 KX_API int RV_HasDrawing(RV_REC);
 /* the caller frees it with MemFree */
 KX_API RV_DIB RV_GetDrawing(RV_REC);
-/* frees the bitmap when it was stored */
+/* frees the bitmap, also when it ends in an error; one that cannot be converted stays */
 KX_API void RV_SetDrawing(RV_REC, RV_DIB);
 KX_API void RV_GetDrawingSize(RV_REC, long* width, long* height);
 KX_API long RV_GetSizeX(void);

@@ -101,6 +101,24 @@ TEST_F(FlatExhaustionTest, ADuplicateThatFailsLeavesNoRow) {
   ADD_FAILURE() << "never succeeded";
 }
 
+TEST_F(FlatExhaustionTest, ARenamingThatFailsMarksNothing) {
+  kx_test::FlatCategories cat;
+  const wchar_t* const before = L"a name that is longer than what a string keeps in itself";
+  const wchar_t* const after = L"another name that is longer than what a string keeps in itself";
+  kx_gen::CCategoryRecord& record = kx_test::categoryOf(RV_AddNewCategorybyName(cat, before));
+  KX_FlatGuard(1);
+  for (long allowed = 0; allowed < kMost; ++allowed) {
+    {
+      const AllocationLimit limit(allowed);
+      RV_RenameCategory(cat, before, after);
+    }
+    const bool renamed = !failed();
+    EXPECT_EQ(record.GetFlag(), renamed ? 0xA0 : 0x80) << allowed;
+    if (renamed) return;
+  }
+  ADD_FAILURE() << "never succeeded";
+}
+
 /// A document's life through the flat interface; true when every step of it succeeded.
 bool live(const std::wstring& path) {
   bool good = true;
