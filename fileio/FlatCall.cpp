@@ -49,7 +49,7 @@ void clearError() {
 
 void keepError(CException* e) {
   keep(e != nullptr ? *e : outOfMemory());
-  e->Delete();
+  if (e != nullptr) e->Delete();
 }
 
 void keepOutOfMemory() { keep(outOfMemory()); }
