@@ -41,7 +41,7 @@ class Opening {
   void Create();
   bool TryOpen(int flags);
   bool IsAllowed();
-  bool IsStillNamed() const;
+  int FindNameAgain() const;
   void Finish();
   void Refuse(DWORD error);
 
@@ -96,9 +96,12 @@ bool Opening::IsAllowed() {
   return false;
 }
 
-bool Opening::IsStillNamed() const {
+/// 0 when the name still means the file, ENOENT when it means another or none, else the errno that
+/// kept it from being found out.
+int Opening::FindNameAgain() const {
   FileFacts named;
-  return GetFacts(path_, &named) && named.IsSameFileAs(result_.facts);
+  if (!GetFacts(path_, &named)) return errno;
+  return named.IsSameFileAs(result_.facts) ? 0 : ENOENT;
 }
 
 void Opening::Refuse(DWORD error) {
@@ -127,16 +130,20 @@ bool Opening::Run() {
   RememberHandle(result_.fd, request_.info);
   if (!IsAllowed()) return true;
   bool isGranted = true;
+  int nameError = 0;
   if (request_.info.access != 0 && result_.facts.IsRegular()) {
     const Gate gate(result_.fd);
     isGranted = Share({result_.fd, isReadable_, request_.info, result_.facts});
     // Only now that nobody can take the name away any more.
-    if (!IsStillNamed()) return false;
+    nameError = FindNameAgain();
   }
-  if (isGranted) {
-    Finish();
-  } else {
+  if (nameError == ENOENT) return false;
+  if (nameError != 0) {
+    Refuse(ErrorFromErrno(nameError));
+  } else if (!isGranted) {
     Refuse(ERROR_SHARING_VIOLATION);
+  } else {
+    Finish();
   }
   return true;
 }
