@@ -88,7 +88,8 @@ class DatabaseSave::Memory {
       : db_(db), info_(db.dbInfo_), tableInFile_(db.headerManager_.tableInFile_) {
     for (const CDBRecord* row : *db.recordset_) positions_.push_back(row->GetPos());
     for (const THeaderInfo* info : db.headerManager_.readList_) {
-      slotSizes_.push_back(info->record.size);
+      const uint32_t size = info->record.size;  // a copy: the record is packed
+      slotSizes_.push_back(size);
     }
   }
   ~Memory() {
