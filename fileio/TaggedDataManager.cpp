@@ -203,9 +203,10 @@ long CTaggedDataManager::storeValue(const Place& place, uint32_t id, const void*
     src = copy.data();
   }
   const unsigned long oldLen = place.found ? place.tag.length : 0;
-  const unsigned long added =
-      (place.found ? 0 : format::kTagSize) + (len > oldLen ? len - oldLen : 0);
-  if (reserve(added) != 0) return kFailed;
+  const uint64_t added =
+      uint64_t{place.found ? 0 : format::kTagSize} + (len > oldLen ? len - oldLen : 0);
+  if (added > std::numeric_limits<uint32_t>::max()) return kFailed;
+  if (reserve(static_cast<unsigned long>(added)) != 0) return kFailed;
   if (!place.found) {
     const long inserted = insertEmptyTag(id, place.pos);
     if (inserted != 0) return inserted;
