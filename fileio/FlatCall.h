@@ -86,7 +86,7 @@ template <class Wanted, class Base, class Call>
 auto withSecond(void* handle, int line, Call call) -> decltype(call(static_cast<Wanted*>(handle))) {
   using Result = decltype(call(static_cast<Wanted*>(handle)));
   if (handle == nullptr) return call(nullptr);
-  Wanted* const second = object<Wanted, Base>(handle, line);
+  auto* const second = object<Wanted, Base>(handle, line);
   return second != nullptr ? call(second) : Result();
 }
 

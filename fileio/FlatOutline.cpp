@@ -658,12 +658,13 @@ RV_REC RV_DuplicateRecord(RV_DB db, RV_REC rec) {
     if (from == nullptr || rowFor(*database(db), rec) == nullptr) return nullptr;
     // Whole before it enters the set, so that no half copy stays there. The row is of the set's
     // kind, which need not be an item's.
-    COutlineRecord copy;
-    copy = *from;
-    copy.SetId(0);
+    COutlineRecord duplicate;
+    duplicate = *from;
+    duplicate.SetId(0);
+    const CDBRecord& whole = duplicate;
     std::unique_ptr<CDBRecord> row(rows.CreateDBRecord());
     if (row == nullptr) return nullptr;
-    *row = copy;
+    *row = whole;
     rows.add(row.get());
     return handle(row.release());
   });
