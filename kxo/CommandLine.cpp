@@ -22,8 +22,9 @@ constexpr const char* kExitCodes =
     "Exit codes:\n"
     "  0  done\n"
     "  2  the command line is wrong, or the system refused (no such file, no permission,\n"
-    "     file in use, disk full)\n"
-    "  3  a file is damaged, or its contents cannot be read or carried";
+    "     disk full)\n"
+    "  3  a file is damaged, or its contents cannot be read or carried\n"
+    "  4  another program has the file open";
 
 constexpr const char* kMore =
     "\n\n"

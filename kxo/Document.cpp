@@ -121,13 +121,6 @@ void Document::OpenToRead(const fs::path& file) {
                [&] { OpenOrThrow(file, CFile::modeRead | CFile::shareDenyWrite); });
 }
 
-void Document::CreateNew(const fs::path& file) {
-  WhileWriting(name_, [&] {
-    OpenOrThrow(file, CFile::modeCreate | CFile::modeReadWrite | CFile::shareExclusive);
-    InitNewDatabase();
-  });
-}
-
 void Document::ReadOneHeader(unsigned short id) {
   InHeader(id, [this, id] { return ReadHeader(id); });
 }
@@ -146,11 +139,15 @@ bool Document::HasHeader(unsigned short id) {
 }
 
 Outline Document::ReadOutline() {
-  Outline outline;
   ReadOneHeader(format::kPrivateOutlineHeaderId);
-  outline.title = GetTitle();
   WhileReading(
       name_, [this](const CException&) { return PlaceOfLastRow(); }, [this] { ReadRows(); });
+  return GetOutline();
+}
+
+Outline Document::GetOutline() {
+  Outline outline;
+  outline.title = GetTitle();
   const auto count = static_cast<size_t>(GetRecordset()->getSize());
   for (size_t i = 0; i < count; ++i) {
     unsigned level = 0;
@@ -202,11 +199,14 @@ void Document::TakeTitle(const std::string& title) {
   });
 }
 
-void Document::WriteAll() {
-  WhileWriting(name_, [this] {
-    WriteAllHeaders();
-    WriteRows();
-    Close();
+void Document::Save(const fs::path& file, bool mayReplace) {
+  const sys::LibraryName libraryName(file);
+  WhileWriting(name_, [&] {
+    if (mayReplace) {
+      kx_gen::SaveDatabaseFile(*this, libraryName.get());
+    } else {
+      kx_gen::SaveNewDatabaseFile(*this, libraryName.get());
+    }
   });
 }
 

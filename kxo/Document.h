@@ -25,20 +25,21 @@ class Document : public kx_gen::COutlineDB {
 
   /// Opens for reading, while others may read too; never writes. Reads the header table.
   void OpenToRead(const std::filesystem::path& file);
-  /// Makes a new file, which nobody else may touch meanwhile.
-  void CreateNew(const std::filesystem::path& file);
 
   /// Reads the headers that the file has; the others keep their defaults.
   void ReadHeaders();
   /// Reads title and rows.
   Outline ReadOutline();
   std::string GetTitle();  ///< Of the header as it is in memory.
+  /// Title and rows as they are in memory.
+  Outline GetOutline();
   /// Takes the items as new rows.
   void TakeItems(const Outline& outline);
   /// Takes as much of the title as its header holds.
   void TakeTitle(const std::string& title);
-  /// Writes everything and closes the file.
-  void WriteAll();
+  /// Saves everything as this file, so that it is the old or the new document whatever happens
+  /// meanwhile. Without `mayReplace` there must not be an old one.
+  void Save(const std::filesystem::path& file, bool mayReplace);
 
   /// Runs `call`, which reads a header's fields; damage is laid to that header.
   template <class Call>

@@ -10,6 +10,7 @@ enum ExitCode : int {
   kExitDone = 0,
   kExitSystem = 2,   ///< A wrong command line, or the system refused.
   kExitDamaged = 3,  ///< The contents of a file cannot be read or carried.
+  kExitLocked = 4,   ///< Another program has the file open.
 };
 
 /// One line for the user, and the exit code.

@@ -11,6 +11,8 @@ using kx_gen::CFileException;
 namespace {
 
 constexpr const char* kTryACopy = "try an older copy of the file";
+constexpr const char* kExists = "this file exists";
+constexpr const char* kChooseOrForce = "choose another with -o, or replace it with --force";
 
 /// The library's numbers are its message's identifier less one.
 bool HasNumberOf(const CException& e, kx_gen::MessageId message) {
@@ -29,7 +31,10 @@ struct Trouble {
   const char* advice;
 };
 
+constexpr long kFileExists = 80;  // the system's error for a name that is taken
+
 Trouble TroubleOf(const CFileException& e) {
+  if (e.GetOsError() == kFileExists) return {kExists, kChooseOrForce};
   switch (e.GetCause()) {
     case CFileException::fileNotFound:
       return {"there is no such file", "check the name"};
@@ -47,13 +52,23 @@ Trouble TroubleOf(const CFileException& e) {
   }
 }
 
+bool IsLocked(const CFileException& e) {
+  return e.GetCause() == CFileException::sharingViolation ||
+         e.GetCause() == CFileException::lockViolation;
+}
+
 }  // namespace
+
+void FailForExisting(const std::string& name) {
+  throw FileFailure(kExitSystem, name, kExists, kChooseOrForce);
+}
 
 void FailForFile(const std::string& name, CFileException* e) {
   if (e == nullptr) FailForMemory(name);
   const Trouble trouble = TroubleOf(*e);
+  const bool isLocked = IsLocked(*e);
   e->Delete();
-  throw FileFailure(kExitSystem, name, trouble.wrong, trouble.advice);
+  throw FileFailure(isLocked ? kExitLocked : kExitSystem, name, trouble.wrong, trouble.advice);
 }
 
 void FailForContents(const std::string& name, const std::string& where, CException* e) {

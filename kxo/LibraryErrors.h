@@ -7,6 +7,8 @@
 
 namespace kxo {
 
+/// A file that would have to be replaced stays where the user did not ask for that.
+[[noreturn]] void FailForExisting(const std::string& name);
 /// The system refused something for a file. Releases `e`.
 [[noreturn]] void FailForFile(const std::string& name, kx_gen::CFileException* e);
 /// The contents of a file at `where` cannot be read. Releases `e`.

@@ -3,7 +3,6 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
-#include <random>
 #include <string>
 #include <system_error>
 
@@ -35,56 +34,29 @@ std::string ReadWhole(const std::string& name, const fs::path& path) {
   return bytes;
 }
 
-[[noreturn]] void FailForExisting(const std::string& name) {
-  throw FileFailure(kExitSystem, name, "this file exists",
-                    "choose another with -o, or replace it with --force");
-}
-
-/// The file to be, and a file beside it that takes its name once it is complete. Unless that
-/// happens, the latter goes away again.
+/// The file to be.
 class Target {
  public:
   Target(std::string name, const fs::path& path, bool force);
-  Target(const Target&) = delete;
-  Target& operator=(const Target&) = delete;
-  ~Target();
 
   const std::string& GetName() const { return name_; }
-  const fs::path& GetPath() const { return path_; }
-  const fs::path& GetTemporary() const { return temporary_; }
-  void PutInPlace();
+  void Save(Document& document) const { document.Save(path_, force_); }
 
  private:
-  bool Exists() const;
   void CheckReplaceable() const;
 
   std::string name_;
   fs::path path_;
-  fs::path temporary_;
   bool force_;
 };
 
-fs::path TemporaryBeside(const fs::path& path) {
-  constexpr const char* kDigits = "0123456789abcdef";
-  std::random_device random;
-  std::string name = ".kxo-";
-  for (int i = 0; i < 16; ++i) name += kDigits[random() & 0xF];
-  return path.parent_path() / (name + ".tmp");
-}
-
+/// What would be refused in the end is refused before the work.
 Target::Target(std::string name, const fs::path& path, bool force)
     : name_(std::move(name)), path_(path), force_(force) {
-  if (Exists() && !force_) FailForExisting(name_);
   std::error_code error;
-  // Through a link the file that it leads to is replaced, not the link.
-  if (fs::path real = fs::canonical(path_, error); !error) path_ = std::move(real);
-  if (Exists()) CheckReplaceable();
-  temporary_ = TemporaryBeside(path_);
-}
-
-bool Target::Exists() const {
-  std::error_code error;
-  return fs::exists(fs::symlink_status(path_, error));
+  if (!fs::exists(fs::symlink_status(path_, error))) return;
+  if (!force_) FailForExisting(name_);
+  if (fs::exists(path_, error)) CheckReplaceable();
 }
 
 /// Nobody may have the file open: what they save would be lost with the file.
@@ -96,44 +68,22 @@ void Target::CheckReplaceable() const {
   const sys::LibraryName libraryName(path_);
   WhileWriting(name_, [&] {
     kx_gen::CFile file;
-    file.Open(libraryName.get(), kx_gen::CFile::modeRead | kx_gen::CFile::shareExclusive);
+    file.Open(libraryName.get(), kx_gen::CFile::modeReadWrite | kx_gen::CFile::shareExclusive);
   });
 }
 
-Target::~Target() {
-  std::error_code ignored;
-  if (!temporary_.empty()) fs::remove(temporary_, ignored);
-}
-
-void Target::PutInPlace() {
-  try {
-    if (Exists()) fs::permissions(temporary_, fs::status(path_).permissions());
-    sys::FlushToDisk(temporary_);
-    sys::PutInPlace(temporary_, path_, force_);
-  } catch (const fs::filesystem_error& e) {
-    if (e.code() == std::errc::file_exists) FailForExisting(name_);
-    throw FileFailure(kExitSystem, name_, "cannot be put in place (" + e.code().message() + ")");
-  }
-  temporary_.clear();
-}
-
-void WriteDocument(const Target& target, const Outline& outline, std::string& keptTitle) {
-  Document document(target.GetName());
-  document.CreateNew(target.GetTemporary());
+void FillDocument(Document& document, const Outline& outline) {
+  document.InitNewDatabase();
   // A document always has a title; one without a name gets the library's own.
   if (!outline.title.empty()) document.TakeTitle(outline.title);
-  keptTitle = document.GetTitle();
   document.TakeItems(outline);
-  document.WriteAll();
 }
 
-/// What the disk gives back is what was to be written: only then is it worth the target's place.
-void CheckWritten(const Target& target, const Outline& outline) {
-  const std::unique_ptr<Document> document = OpenDocument(target.GetName(), target.GetTemporary());
-  if (document->ReadOutline() != outline) {
-    throw FileFailure(kExitSystem, target.GetName(), "reads back otherwise than it was written",
-                      "check the disk");
-  }
+/// The document holds what was to be written: only then is it worth the target's place.
+void CheckHeld(Document& document, Outline outline) {
+  outline.title = document.GetTitle();
+  if (document.GetOutline() == outline) return;
+  throw FileFailure(kExitDamaged, document.GetName(), "a document cannot hold this as it is");
 }
 
 void TellOfTitle(const std::string& in, const std::string& whole, const std::string& kept) {
@@ -148,18 +98,17 @@ void RunImport(const Session& session, const ImportOptions& options) {
       options.out.empty() ? NameOf(PathOf(options.in).replace_extension(".kxo")) : options.out;
   const fs::path out = session.PlaceForFile(outName);
   if (out == in) FailForExisting(outName);
-  Target target(outName, out, options.force);
+  const Target target(outName, out, options.force);
 
   ImportNotes notes;
-  Outline outline = ReadOpml(options.in, ReadWhole(options.in, in), notes);
+  const Outline outline = ReadOpml(options.in, ReadWhole(options.in, in), notes);
   for (const std::string& line : notes.Lines()) Say(options.in + ": " + line);
 
-  std::string keptTitle;
-  WriteDocument(target, outline, keptTitle);
-  TellOfTitle(options.in, outline.title, keptTitle);
-  outline.title = keptTitle;
-  CheckWritten(target, outline);
-  target.PutInPlace();
+  Document document(target.GetName());
+  FillDocument(document, outline);
+  TellOfTitle(options.in, outline.title, document.GetTitle());
+  CheckHeld(document, outline);
+  target.Save(document);
   Say(outName + ": written, " + Counted(outline.GetNodes().size(), "item"));
 }
 

@@ -27,9 +27,9 @@ bool MakeWritableFolder(const std::filesystem::path& folder);
 /// A fresh folder for this user alone; empty when none can be made.
 std::filesystem::path MakeTemporaryFolder();
 
-/// A name under which the library reaches a file. The library takes Windows' names: where it would
-/// take this one for another's, or refuse it, the name is an alias in the current folder, which
-/// goes away with this object. Throws std::filesystem::filesystem_error.
+/// A name under which the library reaches a file, which need not exist. The library takes Windows'
+/// names: where it would take this one for another's, or refuse it, the name is an alias in the
+/// current folder, which goes away with this object. Throws std::filesystem::filesystem_error.
 class LibraryName {
  public:
   explicit LibraryName(const std::filesystem::path& file);
@@ -42,13 +42,6 @@ class LibraryName {
   std::wstring name_;
   std::filesystem::path alias_;  // empty when there is none
 };
-
-/// Returns when the file's contents are on the disk. Throws std::filesystem::filesystem_error.
-void FlushToDisk(const std::filesystem::path& file);
-/// Gives a finished file its final name in the same folder, in one step. Without `replace` an
-/// existing file stays and std::errc::file_exists is thrown, as a std::filesystem::filesystem_error
-/// like every other refusal.
-void PutInPlace(const std::filesystem::path& from, const std::filesystem::path& to, bool replace);
 
 /// UTF-8 of bytes in an encoding that the system knows by name.
 struct Converted {

@@ -15,7 +15,8 @@ TEST_F(CommandLine, HelpTellsCommandsExamplesAndExitCodes) {
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_EQ(run.err, "");
   for (const char* part : {"Examples:", "Usage: kxo [OPTIONS] COMMAND", "\n  import ", "\n  show ",
-                           "\n  info ", "Exit codes:\n  0  done\n  2  ", "\n  3  "}) {
+                           "\n  info ", "Exit codes:\n  0  done\n  2  ", "\n  3  ",
+                           "\n  4  another program has the file open"}) {
     EXPECT_THAT(run.out, HasSubstr(part));
   }
 }

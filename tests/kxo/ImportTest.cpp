@@ -347,7 +347,7 @@ TEST_F(Import, ATargetThatIsInUseIsNotReplaced) {
   other.Open(User("in.kxo").wstring().c_str(),
              kx_gen::CFile::modeRead | kx_gen::CFile::shareDenyNone);
   const ProgramRun run = ToolTest::Import(Opml(""), {"--force"});
-  EXPECT_EQ(run.exitCode, 2);
+  EXPECT_EQ(run.exitCode, 4);
   EXPECT_EQ(run.err,
             "kxo: in.kxo: the file is in use by another program; close it there and try again\n");
   other.Close();

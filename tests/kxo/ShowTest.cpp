@@ -157,7 +157,7 @@ TEST_F(Show, OthersMayReadMeanwhileButNotWrite) {
   EXPECT_EQ(Kxo({"show", "a.kxo"}).exitCode, 0);
   other.Open(User("a.kxo").wstring().c_str(), CFile::modeReadWrite | CFile::shareDenyNone);
   const ProgramRun run = Kxo({"show", "a.kxo"});
-  EXPECT_EQ(run.exitCode, 2);
+  EXPECT_EQ(run.exitCode, 4);
   EXPECT_EQ(run.out, "");
   EXPECT_EQ(run.err,
             "kxo: a.kxo: the file is in use by another program; close it there and try again\n");

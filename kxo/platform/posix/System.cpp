@@ -1,6 +1,5 @@
 #include "System.h"
 
-#include <fcntl.h>
 #include <iconv.h>
 #include <pwd.h>
 #include <sys/stat.h>
@@ -21,32 +20,6 @@ namespace kxo::sys {
 namespace fs = std::filesystem;
 
 namespace {
-
-/// A descriptor that closes itself.
-class Descriptor {
- public:
-  Descriptor(const fs::path& file, int flags) : fd_(::open(file.c_str(), flags | O_CLOEXEC)) {}
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  ~Descriptor() {
-    if (fd_ >= 0) ::close(fd_);
-  }
-  bool IsOpen() const { return fd_ >= 0; }
-  int get() const { return fd_; }
-
- private:
-  int fd_;
-};
-
-[[noreturn]] void ThrowLastError(const char* what, const fs::path& file) {
-  throw fs::filesystem_error(what, file, std::error_code(errno, std::generic_category()));
-}
-
-/// Folders without support for it keep their entries well enough, so a refusal does not count.
-void FlushFolder(const fs::path& folder) {
-  const Descriptor descriptor(folder, O_RDONLY | O_DIRECTORY);
-  if (descriptor.IsOpen()) ::fsync(descriptor.get());
-}
 
 fs::path HomeFolder() {
   if (const char* home = std::getenv("HOME"); home != nullptr && *home == '/') return home;
@@ -164,37 +137,14 @@ LibraryName::LibraryName(const fs::path& file) {
     name_ = ToWide(file.native());
     return;
   }
-  // Nothing is created through a link that leads nowhere, so a new file's folder gets the alias.
-  const bool exists = fs::exists(file);
-  alias_ = MakeAlias(exists ? file : file.parent_path());
-  const fs::path name = exists ? alias_.filename() : alias_.filename() / file.filename();
-  name_ = ToWide(name.native());
+  // Saving through a link makes what it leads to, as long as the folder is there.
+  alias_ = MakeAlias(file);
+  name_ = ToWide(alias_.filename().native());
 }
 
 LibraryName::~LibraryName() {
   std::error_code ignored;
   if (!alias_.empty()) fs::remove(alias_, ignored);
-}
-
-void FlushToDisk(const fs::path& file) {
-  const Descriptor descriptor(file, O_RDONLY);
-  if (!descriptor.IsOpen() || ::fsync(descriptor.get()) != 0) ThrowLastError("cannot flush", file);
-}
-
-void PutInPlace(const fs::path& from, const fs::path& to, bool replace) {
-  // A second name for the file is refused where the name exists, which renaming is not.
-  if (!replace && ::link(from.c_str(), to.c_str()) == 0) {
-    ::unlink(from.c_str());
-  } else {
-    const bool linkUnknown = errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS;
-    if (!replace && !linkUnknown) ThrowLastError("cannot name", to);
-    if (!replace && ::access(to.c_str(), F_OK) == 0) {
-      errno = EEXIST;
-      ThrowLastError("cannot name", to);
-    }
-    if (::rename(from.c_str(), to.c_str()) != 0) ThrowLastError("cannot name", to);
-  }
-  FlushFolder(to.parent_path());
 }
 
 std::optional<Converted> ToUtf8(std::string_view bytes, const std::string& encoding) {

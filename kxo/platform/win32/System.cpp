@@ -19,11 +19,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-[[noreturn]] void ThrowLastError(const char* what, const fs::path& file) {
-  const auto error = static_cast<int>(::GetLastError());
-  throw fs::filesystem_error(what, file, std::error_code(error, std::system_category()));
-}
-
 struct NamedCodePage {
   std::string_view name;
   unsigned int codePage;
@@ -106,20 +101,6 @@ fs::path MakeTemporaryFolder() {
 LibraryName::LibraryName(const fs::path& file) : name_(file.wstring()) {}
 
 LibraryName::~LibraryName() = default;
-
-void FlushToDisk(const fs::path& file) {
-  const HANDLE handle = ::CreateFileW(file.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
-                                      OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-  if (handle == INVALID_HANDLE_VALUE) ThrowLastError("cannot flush", file);
-  const bool flushed = ::FlushFileBuffers(handle) != 0;
-  ::CloseHandle(handle);
-  if (!flushed) ThrowLastError("cannot flush", file);
-}
-
-void PutInPlace(const fs::path& from, const fs::path& to, bool replace) {
-  const DWORD flags = MOVEFILE_WRITE_THROUGH | (replace ? MOVEFILE_REPLACE_EXISTING : 0);
-  if (::MoveFileExW(from.c_str(), to.c_str(), flags) == 0) ThrowLastError("cannot name", to);
-}
 
 std::optional<Converted> ToUtf8(std::string_view bytes, const std::string& encoding) {
   const unsigned int codePage = CodePageOf(encoding);
