@@ -10,6 +10,7 @@
 #include "ReadExactly.h"
 #include "RecordStore.h"
 #include "TagAccess.h"
+#include "Text.h"
 #include "Throw.h"
 
 namespace kx_gen {
@@ -253,10 +254,11 @@ unsigned long CCategoryDB::GetCategoryID(CCategoryRecord* record) {
 
 void CCategoryDB::setUnfiledCategoryName(const wchar_t* name) {
   if (!kx_Check(name != nullptr, kSourceFile, kLineUnfiledNull)) return;
+  std::wstring text = name;
+  cutToUnits(text, kUnfiledNameSize - 1);
   const std::lock_guard<std::mutex> lock(unfiledMutex);
-  const size_t count = std::min(std::wcslen(name), kUnfiledNameSize - 1);
-  std::wmemmove(kUnfiledCategoryName, name, count);
-  std::wmemset(kUnfiledCategoryName + count, L'\0', kUnfiledNameSize - count);
+  std::wmemcpy(kUnfiledCategoryName, text.data(), text.size());
+  std::wmemset(kUnfiledCategoryName + text.size(), L'\0', kUnfiledNameSize - text.size());
 }
 
 const wchar_t* CCategoryDB::getUnfiledCategoryName() { return kUnfiledCategoryName; }

@@ -4,6 +4,7 @@
 
 #include "File.h"
 #include "FileChecks.h"
+#include "Text.h"
 #include "Wildcard.h"
 #include "WinApi.h"
 #include "kx_assert.h"
@@ -89,10 +90,9 @@ _String numberedName(const wchar_t* path, Accept accept) {
 }
 
 _String withShortTitle(const wchar_t* path) {
-  const PathPieces pieces = splitPath(path);
-  if (pieces.title.size() <= format::kMaxFileTitle) return path;
-  const std::wstring title = pieces.title.substr(0, format::kMaxFileTitle);
-  return CFile::CreateFilePath(pieces.drive, pieces.dir, title.c_str(), pieces.ext);
+  PathPieces pieces = splitPath(path);
+  if (!cutToUnits(pieces.title, format::kMaxFileTitle)) return path;
+  return CFile::CreateFilePath(pieces.drive, pieces.dir, pieces.title, pieces.ext);
 }
 
 bool existsInFolder(const wchar_t* folder, const wchar_t* path) {

@@ -8,6 +8,8 @@
 #include <cwchar>
 #include <vector>
 
+#include "Text.h"
+
 namespace kx_gen {
 
 namespace {
@@ -132,13 +134,14 @@ void appendInteger(std::wstring& out, const Directive& directive, Arguments& arg
 
 void appendPadded(std::wstring& out, const Directive& directive, const std::wstring& text) {
   const auto width = static_cast<size_t>(std::clamp(directive.width, 0, kWidthMax));
-  const size_t padding = width > text.size() ? width - text.size() : 0;
+  const size_t length = unitsOf(text);
+  const size_t padding = width > length ? width - length : 0;
   if (!directive.has('-')) out.append(padding, L' ');
   out += text;
   if (directive.has('-')) out.append(padding, L' ');
 }
 
-// As many characters of a text as the precision allows; the text need not end before that.
+// As many UTF-16 units of a text as the precision allows; the text need not end before that.
 template <class Character>
 std::wstring limited(const Character* text, int precision) {
   std::wstring out;
@@ -147,6 +150,7 @@ std::wstring limited(const Character* text, int precision) {
   for (size_t i = 0; i < most && text[i] != 0; ++i) {
     out.push_back(static_cast<wchar_t>(static_cast<std::make_unsigned_t<Character>>(text[i])));
   }
+  cutToUnits(out, most);
   return out;
 }
 

@@ -7,6 +7,7 @@
 #include "CategoryDB.h"
 #include "ReadExactly.h"
 #include "TagAccess.h"
+#include "Text.h"
 #include "Throw.h"
 #include "WinApi.h"
 
@@ -556,7 +557,7 @@ bool ValidateFileTitle(_String& title) {
        bad = title.find_first_of(kForbiddenInTitles)) {
     title.erase(bad, 1);
   }
-  if (title.size() > format::kMaxFileTitle) title.erase(format::kMaxFileTitle);
+  cutToUnits(title, format::kMaxFileTitle);
   if (title.empty()) title = kEmptyTitle;
   return true;
 }

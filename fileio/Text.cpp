@@ -163,6 +163,18 @@ std::wstring fromUtf16(const char16_t* units, size_t length) {
   return out;
 }
 
+size_t unitsOf(const std::wstring& text) {
+  const auto takesPair = [](uint32_t c) { return c > 0xFFFF && c <= 0x10FFFF; };
+  return text.size() + static_cast<size_t>(std::count_if(text.begin(), text.end(), takesPair));
+}
+
+bool cutToUnits(std::wstring& text, size_t most) {
+  if (text.size() <= most / 2 || unitsOf(text) <= most) return false;
+  const std::u16string units = toUtf16(text.data(), text.size());
+  text = fromUtf16(units.data(), most);
+  return true;
+}
+
 std::string encodeNarrow(const wchar_t* text) {
   const size_t length = std::wcslen(text);
   if (isAscii(text, length)) return std::string(text, text + length);

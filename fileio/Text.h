@@ -11,6 +11,12 @@ std::u16string toUtf16(const wchar_t* text, size_t length);
 /// Library text of UTF-16; lone surrogates pass.
 std::wstring fromUtf16(const char16_t* units, size_t length);
 
+/// How long a text is where its length is limited: a character that takes a surrogate pair counts
+/// twice on every system.
+size_t unitsOf(const std::wstring& text);
+/// Cuts a text to at most `most` UTF-16 units, which may halve a pair; true when it did.
+bool cutToUnits(std::wstring& text, size_t most);
+
 /// The narrow form of a string tag's text, without its terminator: the code page where decoding
 /// gives the same text back, else UTF-8 with lone surrogates in their three-byte form.
 std::string encodeNarrow(const wchar_t* text);

@@ -54,15 +54,6 @@ char* keep(const std::string& line) {
   return kept->text();
 }
 
-// Cuts a text to at most `most` UTF-16 units, which may halve a surrogate pair; true when it did.
-bool cutToUnits(std::wstring& text, size_t most) {
-  if (text.size() <= most / 2) return false;  // no character takes more than two
-  const std::u16string units = kx_gen::toUtf16(text.data(), text.size());
-  if (units.size() <= most) return false;
-  text = kx_gen::fromUtf16(units.data(), most);
-  return true;
-}
-
 std::mutex logMutex;
 bool logStarted = false;  // false until the first line of the process
 
@@ -78,7 +69,7 @@ void writeLog(const char* format, va_list args) {
 
 void trace(const wchar_t* format, va_list args) {
   std::wstring text = kx_gen::formatWide(format, args);
-  if (cutToUnits(text, kTraceMax)) kx_AssertFailedLine(".\\kx_assert", kLineTraceTooLong);
+  if (kx_gen::cutToUnits(text, kTraceMax)) kx_AssertFailedLine(".\\kx_assert", kLineTraceTooLong);
   const char* line = keep(kx_gen::toLogText(text.data(), text.size()));
   if (line != nullptr) WriteLogLine("%s", line);
 }

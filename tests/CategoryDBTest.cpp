@@ -196,6 +196,13 @@ TEST_F(CategoryDBTest, TheUnfiledNameKeepsAtMost31Characters) {
   EXPECT_EQ(CCategoryDB::getUnfiledCategoryName(), std::wstring(31, L'b'));
 }
 
+TEST_F(CategoryDBTest, CharactersOfTwoUtf16UnitsCountTwiceInTheUnfiledName) {
+  std::wstring pairs;
+  for (int i = 0; i < 15; ++i) pairs += L"\U0001F600";
+  CCategoryDB::setUnfiledCategoryName((pairs + L"xy").c_str());
+  EXPECT_EQ(CCategoryDB::getUnfiledCategoryName(), pairs + L"x");
+}
+
 TEST_F(CategoryDBTest, ANullUnfiledNameAssertsAndKeepsTheName) {
   CCategoryDB::setUnfiledCategoryName(nullptr);
   EXPECT_THAT(kx_test::logLines(), ElementsAre(assertion(386)));

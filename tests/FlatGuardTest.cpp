@@ -249,6 +249,25 @@ TEST_F(FlatGuardTest, TheTextIsCutToItsRoomAndItsWholeLengthTold) {
   EXPECT_EQ(KX_FlatLastError(nullptr, 100, nullptr), whole.size());
 }
 
+TEST_F(FlatGuardTest, OfAVeryLongTextTheFirst1023CharactersAreKept) {
+  class Talkative : public kx_gen::COutlineDB {
+   public:
+    explicit Talkative(size_t length) : text_(length, L't') {}
+    ~Talkative() override = default;
+    void ReadExtraRows() override { throw new kx_gen::CException(text_.c_str(), 77); }
+
+   private:
+    std::wstring text_;
+  };
+  KX_FlatGuard(1);
+  for (const size_t length : {1022u, 1023u, 1024u, 100000u}) {
+    Talkative db(length);
+    RV_ReadExtraRows(handleOf(static_cast<kx_gen::CDatabase&>(db)));
+    EXPECT_EQ(lastError().text, std::wstring(std::min<size_t>(length, 1023), L't'));
+    EXPECT_EQ(lastError().number, 77ul);
+  }
+}
+
 TEST_F(FlatGuardTest, WithoutAnErrorTheTextIsEmpty) {
   wchar_t text[2] = {L'x', L'x'};
   unsigned long number = 5;

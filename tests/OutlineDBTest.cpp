@@ -841,4 +841,15 @@ TEST_F(OutlineDBTest, AFileTitleIsMadeUsable) {
   }
 }
 
+TEST_F(OutlineDBTest, AFileTitleHas27Utf16UnitsWhateverWideCharactersHold) {
+  std::wstring pairs;
+  for (int i = 0; i < 13; ++i) pairs += L"\U0001F600";
+  _String title((pairs + L"xy").c_str());
+  kx_gen::ValidateFileTitle(title);
+  EXPECT_EQ(std::wstring(title), pairs + L"x");
+  title = (pairs + L"\U0001F600\U0001F600").c_str();
+  kx_gen::ValidateFileTitle(title);
+  EXPECT_EQ(std::wstring(title), pairs + static_cast<wchar_t>(0xD83D)) << "the 14th is halved";
+}
+
 }  // namespace

@@ -491,6 +491,14 @@ TEST_F(NumberedNameTest, LongTitlesAreCutTo27Characters) {
   EXPECT_EQ(valid(title40 + L".kxo"), full(title27 + L"-1.kxo"));
 }
 
+TEST_F(NumberedNameTest, CharactersOfTwoUtf16UnitsCountTwice) {
+  std::wstring pairs;
+  for (int i = 0; i < 13; ++i) pairs += L"\U0001F600";
+  const _String uncut(((pairs + L"x.kxo").c_str()));
+  EXPECT_EQ(kx_gen::GetValidFileName(uncut, nullptr, nullptr), uncut);
+  EXPECT_EQ(kx_gen::GetValidFileName((pairs + L"xy.kxo").c_str(), nullptr, nullptr), uncut);
+}
+
 TEST_F(NumberedNameTest, NameMustBeFreeInTheOtherFolderToo) {
   fs::create_directory("other");
   writeFile("other/Notes.kxo", {});

@@ -1,6 +1,7 @@
 #include "Wildcard.h"
 
 #include <cstdint>
+#include <utility>
 
 namespace kx_platform {
 namespace {
@@ -46,6 +47,28 @@ size_t CharacterLength(std::wstring_view text, size_t at) {
                       IsIn(static_cast<uint32_t>(text[at + 1]), 0xDC00, 0xDFFF);
   return isPair ? 2 : 1;
 }
+
+/// The UTF-16 units of a name, in lower case. Names are ordered by them, so that the order is the
+/// same where wide characters are wider.
+class UnitReader {
+ public:
+  explicit UnitReader(std::wstring_view text) : text_(text) {}
+
+  bool IsAtEnd() const { return at_ == text_.size() && low_ == 0; }
+
+  uint32_t Take() {
+    if (low_ != 0) return std::exchange(low_, 0);
+    const auto c = static_cast<uint32_t>(FoldCase(text_[at_++]));
+    if (c <= 0xFFFF) return c;
+    low_ = 0xDC00 + (c & 0x3FF);
+    return 0xD800 + ((c - 0x10000) >> 10);
+  }
+
+ private:
+  std::wstring_view text_;
+  size_t at_ = 0;
+  uint32_t low_ = 0;  // the second half of a surrogate pair
+};
 
 /// Where a run of `*` may resume: the pattern behind it and the first name position not tried yet.
 struct Restart {
@@ -114,13 +137,15 @@ wchar_t FoldCase(wchar_t character) {
 }
 
 int CompareIgnoringCase(std::wstring_view a, std::wstring_view b) {
-  for (size_t i = 0; i < a.size() && i < b.size(); ++i) {
-    const auto left = static_cast<uint32_t>(FoldCase(a[i]));
-    const auto right = static_cast<uint32_t>(FoldCase(b[i]));
-    if (left != right) return left < right ? -1 : 1;
+  UnitReader left(a);
+  UnitReader right(b);
+  while (!left.IsAtEnd() && !right.IsAtEnd()) {
+    const uint32_t x = left.Take();
+    const uint32_t y = right.Take();
+    if (x != y) return x < y ? -1 : 1;
   }
-  if (a.size() == b.size()) return 0;
-  return a.size() < b.size() ? -1 : 1;
+  if (left.IsAtEnd() && right.IsAtEnd()) return 0;
+  return left.IsAtEnd() ? -1 : 1;
 }
 
 bool HasWildcards(std::wstring_view name) {

@@ -189,6 +189,14 @@ TEST(FormatTest, ATextNeedsNoEndBehindItsPrecision) {
   EXPECT_EQ(formatted(L"%.3s%.3S", wide.get(), narrow.get()), L"abcdef");
 }
 
+TEST(FormatTest, WidthsAndPrecisionsCountUtf16Units) {
+  const std::wstring half(1, static_cast<wchar_t>(0xD83D));
+  EXPECT_EQ(formatted(L"%4s|%-4s|", L"\U0001F600x", L"\U0001F600"), L" \U0001F600x|\U0001F600  |");
+  EXPECT_EQ(formatted(L"%.2s|", L"\U0001F600x"), L"\U0001F600|");
+  EXPECT_EQ(formatted(L"%.1s|", L"\U0001F600x"), half + L"|");
+  EXPECT_EQ(formatted(L"%.3s|", L"\U0001F600xy"), L"\U0001F600x|");
+}
+
 TEST(FormatTest, ATextMayBeOfAnyLength) {
   const std::wstring text(1000000, L'x');
   EXPECT_TRUE(formatted(L"%s", text.c_str()) == text);

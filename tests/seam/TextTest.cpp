@@ -12,11 +12,13 @@
 
 namespace {
 
+using kx_gen::cutToUnits;
 using kx_gen::decodeNarrow;
 using kx_gen::encodeNarrow;
 using kx_gen::fromUtf16;
 using kx_gen::toLogText;
 using kx_gen::toUtf16;
+using kx_gen::unitsOf;
 using kx_test::Bytes;
 using kx_test::fromHex;
 using kx_test::toHex;
@@ -43,6 +45,20 @@ std::wstring decoded(const std::string& hex) {
 }
 
 // --- UTF-16 ---
+
+TEST(Utf16Test, LengthsAreThoseOfUtf16AndCutsMayHalveAPair) {
+  EXPECT_EQ(unitsOf(L""), 0u);
+  EXPECT_EQ(unitsOf(L"a\u4E2D\U0001F600"), 4u);
+  std::wstring text = L"a\U0001F600b";
+  EXPECT_FALSE(cutToUnits(text, 4));
+  EXPECT_EQ(text, L"a\U0001F600b");
+  EXPECT_TRUE(cutToUnits(text, 3));
+  EXPECT_EQ(text, L"a\U0001F600");
+  EXPECT_TRUE(cutToUnits(text, 2));
+  EXPECT_EQ(text, std::wstring(L"a") + static_cast<wchar_t>(0xD83D));
+  EXPECT_TRUE(cutToUnits(text, 0));
+  EXPECT_EQ(text, L"");
+}
 
 TEST(Utf16Test, TextOfTheFirstPlaneKeepsItsUnits) {
   EXPECT_EQ(units(L""), u"");

@@ -123,5 +123,16 @@ TEST(WildcardTest, NamesCompareIgnoringCaseAndShorterFirst) {
   EXPECT_LT(CompareIgnoringCase(L"ab", L"abc"), 0);
 }
 
+TEST(WildcardTest, NamesAreOrderedByTheirUtf16UnitsWhateverWideCharactersHold) {
+  const std::wstring half(1, static_cast<wchar_t>(0xD83D));
+  EXPECT_LT(CompareIgnoringCase(L"\U0001F600", L"\uE000"), 0);
+  EXPECT_GT(CompareIgnoringCase(L"\uFFFD", L"\U0010FFFF"), 0);
+  EXPECT_LT(CompareIgnoringCase(L"\U0001F600", L"\U0001F601"), 0);
+  EXPECT_LT(CompareIgnoringCase(L"\U0001F600", L"\U0001F600a"), 0);
+  EXPECT_EQ(0, CompareIgnoringCase(L"\U0001F600A", L"\U0001F600a"));
+  EXPECT_LT(CompareIgnoringCase(half, L"\U0001F600"), 0);
+  EXPECT_GT(CompareIgnoringCase(half + L"\uE000", L"\U0001F600"), 0);
+}
+
 }  // namespace
 }  // namespace kx_seam
