@@ -371,18 +371,18 @@ void tellThrown(const char* what, Call call) {
     expect(false, what);
   } catch (CFileException* e) {
     expect(typeid(*e) == typeid(CFileException), "a file exception is one");
-    std::printf("  %s: CFileException %s, cause %d, system error %ld, file %s\n", what,
+    std::printf("  %s: CFileException \"%s\", cause %d, system error %ld, file %s\n", what,
                 ascii(e->GetDescription()).c_str(), e->GetCause(), e->GetOsError(),
                 e->GetFileName() != nullptr ? ascii(e->GetFileName()).c_str() : "none");
     e->Delete();
   } catch (CDBException* e) {
     expect(typeid(*e) == typeid(CDBException), "a database exception is one");
-    std::printf("  %s: CDBException %lu, %s\n", what, e->GetErrNumber(),
+    std::printf("  %s: CDBException %lu, \"%s\"\n", what, e->GetErrNumber(),
                 ascii(e->GetDescription()).c_str());
     e->Delete();
   } catch (CException* e) {
     expect(typeid(*e) == typeid(CException), "a plain exception is one");
-    std::printf("  %s: CException %lu, %s\n", what, e->GetErrNumber(),
+    std::printf("  %s: CException %lu, \"%s\"\n", what, e->GetErrNumber(),
                 ascii(e->GetDescription()).c_str());
     e->Delete();
   }
