@@ -297,7 +297,8 @@ void reopenJournal() {
   readAll(journal);
   tell(journal);
   expectDrawing(journal.entry(1));
-  expect(typeid(*journal.getRecord(0)) == typeid(Entry), "its rows are entries");
+  const CDBRecord& first = *journal.getRecord(0);
+  expect(typeid(first) == typeid(Entry), "its rows are entries");
   std::printf("  %d entries made, %d initialised, %d written, %d read; %d versions checked\n",
               calls.entriesMade, calls.entriesInitialised, calls.entriesWritten, calls.entriesRead,
               calls.versionsChecked);

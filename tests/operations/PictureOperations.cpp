@@ -174,7 +174,7 @@ void noise(World& world, Words& words) {
   Bytes bytes(words.as<size_t>());
   const auto values = words.as<uint32_t>();
   const auto times = words.as<size_t>();
-  uint32_t state = words.as<uint32_t>();
+  auto state = words.as<uint32_t>();
   unsigned char value = 0;
   for (size_t i = 0; i < bytes.size(); ++i) {
     if (i % times == 0) value = static_cast<unsigned char>(mixed(state) % values);
