@@ -16,15 +16,19 @@ constexpr const char* kDescription =
     "Examples:\n"
     "  kxo import notes.opml        make notes.kxo of what another outliner wrote\n"
     "  kxo show notes.kxo --notes   print it as a tree\n"
-    "  kxo info notes.kxo           tell its header fields, counts and sizes\n";
+    "  kxo info notes.kxo           tell its header fields, counts and sizes\n"
+    "  kxo check *.kxo              tell everything that is wrong with documents\n"
+    "  kxo recover bad.kxo -o good.kxo\n";
 
 constexpr const char* kExitCodes =
     "Exit codes:\n"
     "  0  done\n"
+    "  1  looked, and found something wrong (check)\n"
     "  2  the command line is wrong, or the system refused (no such file, no permission,\n"
     "     disk full)\n"
     "  3  a file is damaged, or its contents cannot be read or carried\n"
-    "  4  another program has the file open";
+    "  4  another program has the file open\n"
+    "  5  some of several files failed";
 
 constexpr const char* kMore =
     "\n\n"
@@ -81,6 +85,8 @@ ChosenCommand ReadCommandLine(const std::vector<std::string>& arguments) {
   AddImport(app, chosen);
   AddShow(app, chosen);
   AddInfo(app, chosen);
+  AddCheck(app, chosen);
+  AddRecover(app, chosen);
   app.footer(std::string(kExitCodes) + kMore);
   try {
     app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));

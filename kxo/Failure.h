@@ -8,9 +8,11 @@ namespace kxo {
 
 enum ExitCode : int {
   kExitDone = 0,
-  kExitSystem = 2,   ///< A wrong command line, or the system refused.
-  kExitDamaged = 3,  ///< The contents of a file cannot be read or carried.
-  kExitLocked = 4,   ///< Another program has the file open.
+  kExitFindings = 1,    ///< What was to be looked for was found.
+  kExitSystem = 2,      ///< A wrong command line, or the system refused.
+  kExitDamaged = 3,     ///< The contents of a file cannot be read or carried.
+  kExitLocked = 4,      ///< Another program has the file open.
+  kExitSomeFailed = 5,  ///< Some of several files failed, and others did not.
 };
 
 /// One line for the user, and the exit code.

@@ -14,5 +14,7 @@ using ChosenCommand = std::function<void(const Session&)>;
 void AddImport(CLI::App& app, ChosenCommand& chosen);
 void AddShow(CLI::App& app, ChosenCommand& chosen);
 void AddInfo(CLI::App& app, ChosenCommand& chosen);
+void AddCheck(CLI::App& app, ChosenCommand& chosen);
+void AddRecover(CLI::App& app, ChosenCommand& chosen);
 
 }  // namespace kxo

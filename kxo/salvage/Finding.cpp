@@ -11,7 +11,7 @@ constexpr std::array kNames = {
     "slot-small", "slot-cut",    "slot-length",    "slot-fill",    "extra-cut",    "id-count",
     "tag-code",   "tag-overrun", "tag-order",      "field-absent", "field-long",   "text-end",
     "text-null",  "drawing",     "drawing-pixels", "category-id",  "row-start",    "row-length",
-    "row-end",    "row-cut",     "row-part",       "gap",          "rows-missing", "behind-rows",
+    "row-end",    "row-cut",     "row-part",       "row-astray",       "gap",          "rows-missing", "behind-rows",
     "leftover",
 };
 static_assert(kNames.size() == static_cast<size_t>(Code::kLeftover) + 1, "a name for each code");

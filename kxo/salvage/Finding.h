@@ -44,6 +44,7 @@ enum class Code {
   kRowEnd,
   kRowCut,
   kRowPart,
+  kRowAstray,
   kGap,
   kRowsMissing,
   // Behind the declared rows.

@@ -59,11 +59,16 @@ RowArea Front::Read() {
   ReportExtra(place);
   area.isReadable = true;
   area.begin = place.rows;
+  FindAstray(place.rows, area);
   if (libraryPlace_) area.libraryBegin = libraryPlace_->rows;
   area.declaredRows = declaredRows_;
   // Without headers between them, what damaged the first row may have damaged the count too.
   const bool isAlone = !HasHeaders(kind_) && place.rows < file_.size() && !IsRowPlace(place.rows);
-  area.isCountTrusted = isInfoSound_ && isTableTrusted_ && !isAlone;
+  const bool hasHeader = !HasHeaders(kind_) ||
+                         std::any_of(table_.begin(), table_.end(), [this](const TableEntry& entry) {
+                           return HeaderSize(kind_, entry.id) != 0;
+                         });
+  area.isCountTrusted = isInfoSound_ && isTableTrusted_ && hasHeader && !isAlone;
   return area;
 }
 
@@ -327,8 +332,21 @@ void Front::CheckFill(const TableEntry& entry, size_t used) {
   size_t pos = used;
   while (pos < end && file_[pos] == 0) ++pos;
   if (pos >= end) return;
+  fills_.push_back(pos);
   teller_.Tell({Code::kSlotFill, false, pos, 0, entry.id, std::nullopt, 0,
                 "00 up to the end of the slot at " + std::to_string(end), Hex(file_, pos, 1)});
+}
+
+/// Rows, one behind the other, up to where the rows are looked for or to the end of the slot.
+void Front::FindAstray(size_t rowsBegin, RowArea& area) const {
+  if (fills_.empty()) return;
+  size_t pos = NextLikelyRow(file_, fills_.front(), rowsBegin);
+  while (pos < rowsBegin) {
+    const Frame frame = FrameAt(file_, pos);
+    const bool isRow = frame.IsWhole() && frame.End() <= rowsBegin;
+    if (isRow) area.astray.push_back(pos);
+    pos = NextLikelyRow(file_, isRow ? frame.End() : pos + 1, rowsBegin);
+  }
 }
 
 void Front::Report(const TableEntry& entry, bool isSound) {

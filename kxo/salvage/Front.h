@@ -17,6 +17,9 @@ struct RowArea {
   std::optional<size_t> libraryBegin;
   uint32_t declaredRows = 0;
   bool isCountTrusted = false;
+  /// Rows ahead of where they begin: what ought to be the empty rest of a slot has them, as when a
+  /// piece of the slot is missing.
+  std::vector<size_t> astray;
 };
 
 class Front {
@@ -63,6 +66,7 @@ class Front {
   void CheckSlots();
   bool CheckSlot(const TableEntry& entry);
   void CheckFill(const TableEntry& entry, size_t used);
+  void FindAstray(size_t rowsBegin, RowArea& area) const;
   void Report(const TableEntry& entry, bool isSound);
   size_t BlockEndOf(const TableEntry& entry, size_t slotEnd) const;
   void SearchHeaders(size_t end);
@@ -87,6 +91,7 @@ class Front {
   std::vector<TableEntry> table_;
   uint64_t slotsEnd_ = 0;  // as the table has it
   std::optional<Place> libraryPlace_;
+  std::vector<size_t> fills_;  // where something stands in the rest of a slot
 };
 
 }  // namespace kxo::salvage

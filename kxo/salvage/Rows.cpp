@@ -22,6 +22,8 @@ std::string EndTag() { return "the end tag " + Hex(format::kRowEndTag, format::k
 }  // namespace
 
 void Rows::Read() {
+  const bool areMissing = !area_.astray.empty() && AreMissing(file_, kind_, area_);
+  for (const size_t offset : area_.astray) TakeAstray(offset, areMissing);
   TellBegin();
   while (pos_ < file_.size()) {
     NoticeEnd();
@@ -46,15 +48,39 @@ void Rows::TellBegin() {
   }
 }
 
+bool Rows::AreMissing(Bytes file, Kind kind, const RowArea& area) {
+  Reporter nobody;
+  Teller teller(nobody);
+  RowArea withoutAstray = area;
+  withoutAstray.astray.clear();
+  Rows(file, kind, withoutAstray, teller).Read();
+  return teller.GetTotals().rows < area.declaredRows;
+}
+
+/// Where no row is missing, one in a slot is a leftover of something else.
+void Rows::TakeAstray(size_t offset, bool isWanted) {
+  const Frame frame = FrameAt(file_, offset);
+  if (!isWanted) {
+    TakeLeftover(frame);
+    return;
+  }
+  teller_.Tell({Code::kRowAstray, true, offset, count_ + 1, 0, std::nullopt, 0,
+                "the rest of a slot", "a row of " + Bytes32(frame.End() - offset)});
+  ++astrayCount_;
+  ScanBlock(file_, frame.BlockBegin(), frame.BlockEnd(), block_);
+  TakeFrame(frame);
+  pos_ = area_.begin;
+}
+
 /// The library stops reading behind the last declared row.
 void Rows::NoticeEnd() {
-  if (!isLibraryHere_ || isLibraryDone_ || count_ < Declared()) return;
+  if (!isLibraryHere_ || isLibraryDone_ || LibraryCount() < Declared()) return;
   isLibraryDone_ = true;
   if (pos_ < file_.size()) TellBehind(pos_);
 }
 
 bool Rows::IsBehindDeclared() const {
-  return area_.isCountTrusted && !isBroken_ && count_ >= Declared();
+  return area_.isCountTrusted && !isBroken_ && certainCount_ >= Declared();
 }
 
 void Rows::TellBehind(size_t offset) {
@@ -83,7 +109,7 @@ void Rows::ReadNext() {
   }
   ScanBlock(file_, frame.BlockBegin(), frame.BlockEnd(), block_);
   size_t row = 0;
-  if (block_.stop != Stop::kEnd && IsFalseFrame(frame, row)) {
+  if (IsFalseFrame(frame, row)) {
     TakeStretch(WrongLength(frame, row), row);
   } else {
     TakeFrame(frame);
@@ -92,8 +118,8 @@ void Rows::ReadNext() {
 
 void Rows::Report(RowPart& part) {
   part.number = count_;
-  if (count_ > Declared()) {
-    part.place = RowPlace::kBeyond;
+  if (certainCount_ > Declared()) {
+    if (area_.isCountTrusted) part.place = RowPlace::kBeyond;
     TellBehind(part.offset);
   }
   teller_.GetReporter().OnRow(part);
@@ -103,6 +129,7 @@ void Rows::Report(RowPart& part) {
 
 void Rows::TakeFrame(const Frame& frame) {
   ++count_;
+  ++certainCount_;
   RowPart part;
   part.offset = frame.begin;
   part.isSound = CheckBlock(file_, block_, OwnerOf(frame.begin), teller_.GetSink());
@@ -113,20 +140,30 @@ void Rows::TakeFrame(const Frame& frame) {
   pos_ = frame.End();
 }
 
-/// A damaged length may lead to the end tag of a later row: then rows stand in the frame, one
-/// behind the other up to its end.
-bool Rows::IsFalseFrame(const Frame& frame, size_t& row) const {
-  row = NextLikelyRow(file_, frame.BlockBegin(), frame.BlockEnd());
-  const bool followsRow = row >= frame.BlockBegin() + format::kRowTagSize &&
-                          row < frame.BlockEnd() && IsRowEnd(file_, row - format::kRowTagSize);
-  if (!followsRow) return false;
-  size_t pos = row;
-  while (pos < frame.End()) {
-    const Frame inner = FrameAt(file_, pos);
-    if (!inner.IsWhole()) return false;
-    pos = inner.End();
+/// A damaged length, or one that is right while bytes are missing, may lead to the end tag of a
+/// later row. Then the end of this row and a whole other one stand in the frame.
+bool Rows::IsFalseFrame(const Frame& frame, size_t& row) {
+  if (!MayBeFalse() || frame.length > searchLeft_) return false;
+  searchLeft_ -= frame.length;
+  for (row = frame.BlockBegin(); row < frame.BlockEnd(); ++row) {
+    row = NextLikelyRow(file_, row, frame.BlockEnd());
+    const bool followsRow = row >= frame.BlockBegin() + format::kRowTagSize &&
+                            row < frame.BlockEnd() &&
+                            IsRowEnd(file_, row - format::kRowTagSize);
+    if (followsRow && FrameAt(file_, row).IsWhole()) return true;
   }
-  return pos == frame.End();
+  return false;
+}
+
+/// Sound entries up to the end of the frame speak for it, unless the last one is a text that ends
+/// early.
+bool Rows::MayBeFalse() const {
+  if (block_.stop != Stop::kEnd) return true;
+  if (block_.entries.empty()) return false;
+  const Entry& last = block_.entries.back();
+  const Field* field = FindField(fields_, last.tag);
+  return field != nullptr && field->type == FieldType::kText &&
+         FindByte(file_, last.Value(), last.End(), 0) + 1 < last.End();
 }
 
 void Rows::CheckCategoryId() {
@@ -225,12 +262,17 @@ void Rows::TakeFragment(const Fragment& fragment) {
   toldTo_ = std::max(toldTo_, fragment.end);
   if (!fragment.isClosed) isCovered_ = false;
   ++count_;
+  if (BeginsRow(fragment)) ++certainCount_;
   TakePart(fragment);
 }
 
-/// A row's own text, or its place among the others.
+bool Rows::BeginsRow(const Fragment& fragment) const {
+  return fragment.isStarted || fragment.pieces.front().tag == format::kTagFlagByte;
+}
+
+/// It has its place among the others, or text of its own.
 bool Rows::IsWorthARow(const Fragment& fragment) const {
-  if (fragment.isStarted || fragment.pieces.front().tag == format::kTagFlagByte) return true;
+  if (BeginsRow(fragment)) return true;
   return std::any_of(fragment.pieces.begin(), fragment.pieces.end(), [this](const Piece& piece) {
     const Field* field = FindField(fields_, piece.tag);
     return field != nullptr && field->type != FieldType::kNumber;
@@ -282,18 +324,19 @@ void Rows::ReadLeftovers() {
     pos_ = NextLikelyRow(file_, pos_, file_.size());
     if (pos_ == file_.size()) return;
     const Frame frame = FrameAt(file_, pos_);
-    if (frame.IsWhole()) {
-      TakeLeftover(frame);
-    } else {
-      ++pos_;
-    }
+    if (frame.IsWhole()) TakeLeftover(frame);
+    pos_ = frame.IsWhole() ? frame.End() : pos_ + 1;
   }
 }
 
 void Rows::TakeLeftover(const Frame& frame) {
   const size_t number = count_ + ++teller_.GetTotals().leftovers;
   teller_.Tell({Code::kLeftover, false, frame.begin, number, 0, std::nullopt, 0,
-                "no row behind the last one", "a row of " + Bytes32(frame.End() - frame.begin)});
+                "no row outside the declared ones", "a row of " + Bytes32(frame.End() - frame.begin)});
+  ReportLeftover(frame, number);
+}
+
+void Rows::ReportLeftover(const Frame& frame, size_t number) {
   ScanBlock(file_, frame.BlockBegin(), frame.BlockEnd(), block_);
   RowPart part;
   part.number = number;
@@ -304,7 +347,6 @@ void Rows::TakeLeftover(const Frame& frame) {
   part.block = file_.subspan(frame.BlockBegin(), frame.length);
   if (!part.isSound) part.pieces = salvager_.FromBlock(frame.BlockBegin(), frame.BlockEnd());
   teller_.GetReporter().OnRow(part);
-  pos_ = frame.End();
 }
 
 }  // namespace kxo::salvage

@@ -241,6 +241,31 @@ bool LibraryReading::Fails() const {
          std::any_of(rowFields.begin(), rowFields.end(), [](unsigned m) { return m != 0; });
 }
 
+// --- Recovering ---
+
+Recovered Recover(const Bytes& bytes, salvage::RebuildOptions options, std::optional<Kind> kind) {
+  Recovered recovered;
+  salvage::Rebuilder rebuilder(bytes, options, [&](const salvage::Loss& loss) {
+    recovered.losses.push_back(loss);
+  });
+  recovered.isDocument = salvage::ReadFile(bytes, kind, rebuilder).isDocument;
+  recovered.counts = rebuilder.GetRows();
+  if (!recovered.isDocument) return recovered;
+  kx_gen::MemFile file(1u << 16);
+  CDatabase& db = rebuilder.GetDatabase();
+  db.Attach(&file);
+  db.WriteAllHeaders();
+  db.WriteRows();
+  recovered.file.resize(file.GetLength());
+  file.Seek(0, 0);
+  file.Read(recovered.file.data(), static_cast<unsigned int>(recovered.file.size()));
+  Recorder again(recovered.file);
+  salvage::ReadFile(recovered.file, rebuilder.GetKind(), again);
+  recovered.errors = again.totals.errors;
+  for (const ReadRow& row : again.rows) recovered.rows.push_back(row.block);
+  return recovered;
+}
+
 // --- Both ---
 
 namespace {

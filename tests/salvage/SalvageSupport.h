@@ -4,11 +4,13 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "KxLayout.h"
 #include "salvage/Reader.h"
+#include "salvage/Rebuilder.h"
 
 namespace kxo_test {
 
@@ -81,6 +83,18 @@ struct LibraryReading {
   bool Fails() const;
 };
 LibraryReading ReadWithLibrary(const Bytes& bytes, kxo::salvage::Kind kind);
+
+/// What recovering these bytes gives.
+struct Recovered {
+  bool isDocument = false;
+  Bytes file;               ///< The document.
+  std::vector<Bytes> rows;  ///< Its rows, as a strict reader of framed rows has them.
+  std::vector<kxo::salvage::Loss> losses;
+  kxo::salvage::RebuiltRows counts;
+  size_t errors = 0;  ///< That the reader finds in the document.
+};
+Recovered Recover(const Bytes& bytes, kxo::salvage::RebuildOptions options,
+                  std::optional<kxo::salvage::Kind> kind = std::nullopt);
 
 /// The name of what differs between the two readings; empty when they agree.
 std::string Disagreement(const LibraryReading& library, const Recorder& reader);
