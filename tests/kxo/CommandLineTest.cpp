@@ -57,7 +57,7 @@ TEST_F(CommandLine, WrongLinesAreToldInOneLineThatNamesTheHelp) {
 }
 
 TEST_F(CommandLine, HelpThatCannotBeWrittenIsAFailure) {
-  options_.standardOutput = "/dev/full";
+  options_.refusesOutput = true;
   EXPECT_EQ(Kxo({"--help"}).exitCode, 2);
 }
 

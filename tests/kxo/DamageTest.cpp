@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <sys/stat.h>
 
 #include "Kept.h"
 #include "ToolTest.h"
@@ -178,16 +177,6 @@ TEST_F(Damage, AFolderIsNamed) {
   const ProgramRun run = Kxo({"show", "."});
   EXPECT_EQ(run.exitCode, 2);
   EXPECT_EQ(run.err, "kxo: .: this is a folder; name a file in it\n");
-}
-
-TEST_F(Damage, PipesAndDevicesAreRefusedAtOnce) {
-  ASSERT_EQ(::mkfifo(User("pipe.kxo").c_str(), 0600), 0);
-  for (const char* file : {"pipe.kxo", "/dev/zero"}) {
-    const ProgramRun run = Kxo({"show", file});
-    EXPECT_EQ(run.exitCode, 2);
-    EXPECT_EQ(run.err,
-              std::string("kxo: ") + file + ": this is not a regular file; name a .kxo document\n");
-  }
 }
 
 }  // namespace

@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <sys/stat.h>
 
 #include <chrono>
 #include <vector>
@@ -317,28 +316,11 @@ TEST_F(Import, AnExistingTargetStaysWithoutForce) {
   EXPECT_THAT(UserFiles(), ElementsAre("in.kxo", "in.opml"));
 }
 
-TEST_F(Import, ALinkThatLeadsNowhereIsAnExistingTarget) {
-  fs::create_symlink("nowhere", User("in.kxo"));
-  EXPECT_EQ(ToolTest::Import(Opml("")).exitCode, 2);
-  EXPECT_TRUE(fs::is_symlink(User("in.kxo")));
-}
-
-TEST_F(Import, ForceReplacesTheTargetAndKeepsItsPermissions) {
+TEST_F(Import, ForceReplacesTheTarget) {
   WriteUserFile("in.kxo", "old");
-  fs::permissions(User("in.kxo"), fs::perms::owner_read | fs::perms::owner_write);
   EXPECT_EQ(ToolTest::Import(Opml("<outline text=\"new\"/>"), {"--force"}).exitCode, 0);
   EXPECT_EQ(ReadDocument().rows.size(), 1u);
-  EXPECT_EQ(fs::status(User("in.kxo")).permissions(),
-            fs::perms::owner_read | fs::perms::owner_write);
   EXPECT_THAT(UserFiles(), ElementsAre("in.kxo", "in.opml"));
-}
-
-TEST_F(Import, ThroughALinkTheFileThatItLeadsToIsReplaced) {
-  WriteUserFile("real.kxo", "old");
-  fs::create_symlink("real.kxo", User("in.kxo"));
-  EXPECT_EQ(ToolTest::Import(Opml(""), {"--force"}).exitCode, 0);
-  EXPECT_TRUE(fs::is_symlink(User("in.kxo")));
-  EXPECT_THAT(UserFile("real.kxo"), StartsWith("\x78\x56\x34\x12"));
 }
 
 TEST_F(Import, ATargetThatIsInUseIsNotReplaced) {
@@ -354,29 +336,17 @@ TEST_F(Import, ATargetThatIsInUseIsNotReplaced) {
   EXPECT_EQ(ReadDocument().rows.size(), 1u);
 }
 
-TEST_F(Import, ForceNeverReplacesAFolderOrADevice) {
+TEST_F(Import, ForceNeverReplacesAFolder) {
   fs::create_directory(User("in.kxo"));
-  EXPECT_EQ(ToolTest::Import(Opml(""), {"--force"}).exitCode, 2);
-  const ProgramRun run = ToolTest::Import(Opml(""), {"--force", "-o", "/dev/null"});
+  const ProgramRun run = ToolTest::Import(Opml(""), {"--force"});
   EXPECT_EQ(run.exitCode, 2);
-  EXPECT_EQ(run.err, "kxo: /dev/null: this is not a regular file; choose another with -o\n");
-  EXPECT_TRUE(fs::is_character_file("/dev/null"));
+  EXPECT_EQ(run.err, "kxo: in.kxo: this is not a regular file; choose another with -o\n");
+  EXPECT_TRUE(fs::is_directory(User("in.kxo")));
 }
 
 TEST_F(Import, ABadInputLeavesTheTargetAsItWas) {
   WriteUserFile("in.kxo", "precious");
   EXPECT_EQ(ToolTest::Import("<opml><body>", {"--force"}).exitCode, 3);
-  EXPECT_EQ(UserFile("in.kxo"), "precious");
-  EXPECT_THAT(UserFiles(), ElementsAre("in.kxo", "in.opml"));
-}
-
-TEST_F(Import, AFailedWriteLeavesNothingBehind) {
-  WriteUserFile("in.kxo", "precious");
-  options_.fileSizeMax = 2000;
-  const ProgramRun run =
-      ToolTest::Import(Opml(Repeated(100, "<outline text=\"more than fits\"/>")), {"--force"});
-  EXPECT_EQ(run.exitCode, 2);
-  EXPECT_THAT(LinesOf(run.err), ElementsAre(StartsWith("kxo: in.kxo: ")));
   EXPECT_EQ(UserFile("in.kxo"), "precious");
   EXPECT_THAT(UserFiles(), ElementsAre("in.kxo", "in.opml"));
 }

@@ -2,8 +2,8 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <map>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,10 +13,12 @@ struct RunOptions {
   std::filesystem::path folder;                    ///< The current folder of the program.
   std::map<std::string, std::string> environment;  ///< Set beside the test's own variables.
   std::vector<std::string> unset;                  ///< Variables that the program is not to have.
-  std::optional<size_t> fileSizeMax;               ///< In bytes; writing more is refused.
-  std::filesystem::path standardOutput;            ///< Where it goes; empty: into the result.
+  bool refusesOutput = false;                      ///< Its standard output takes nothing.
+  /// Called in the program's process ahead of it, on systems that make processes so.
+  std::function<void()> prepare;
 };
 
+/// Texts are UTF-8.
 struct ProgramRun {
   int exitCode = -1;  ///< -1 when a signal ended the program.
   std::string out;    ///< Standard output; on a terminal, what it shows, with plain line ends.
@@ -28,5 +30,11 @@ ProgramRun RunProgram(const std::filesystem::path& program,
 /// The same with a terminal on all three standard streams.
 ProgramRun RunOnTerminal(const std::filesystem::path& program,
                          const std::vector<std::string>& arguments, const RunOptions& options);
+
+/// The variables that name where programs keep their state, and their temporary files.
+extern const char* const kStateVariable;
+extern const char* const kTemporaryVariable;
+/// What the system says of an output that takes nothing.
+extern const char* const kRefusedOutput;
 
 }  // namespace kxo_test

@@ -52,14 +52,6 @@ TEST_F(Save, AFileThatNobodyMayWriteIsNotReplaced) {
   EXPECT_EQ(UserFile("in.kxo"), "precious");
 }
 
-TEST_F(Save, WithForceALinkThatLeadsNowhereGetsItsFile) {
-  fs::create_symlink("elsewhere", User("in.kxo"));
-  EXPECT_EQ(Import(Opml("<outline text=\"1\"/>"), {"--force"}).exitCode, 0);
-  EXPECT_TRUE(fs::is_symlink(User("in.kxo")));
-  EXPECT_EQ(ReadDocument("elsewhere").rows.size(), 1u);
-  EXPECT_THAT(UserFiles(), ElementsAre("elsewhere", "in.kxo", "in.opml"));
-}
-
 TEST_F(Save, ALockedFileIsToldAndEndsWithItsOwnCode) {
   EXPECT_EQ(Import(Opml("<outline text=\"1\"/>")).exitCode, 0);
   kx_gen::CFile other;

@@ -89,7 +89,7 @@ void ToolTest::SetUp() {
   user_ = folder() / "user";
   fs::create_directory(user_);
   options_.folder = user_;
-  options_.environment["XDG_STATE_HOME"] = folder() / "state";
+  options_.environment[kStateVariable] = (folder() / "state").string();
 }
 
 ProgramRun ToolTest::Kxo(const std::vector<std::string>& arguments) const {
@@ -105,6 +105,21 @@ ProgramRun ToolTest::Import(const std::string& bytes, const std::vector<std::str
   std::vector<std::string> arguments = {"import", "in.opml"};
   arguments.insert(arguments.end(), more.begin(), more.end());
   return Kxo(arguments);
+}
+
+void ToolTest::RunAll() const {
+  WriteUserFile("bad.kxo", "no document");
+  EXPECT_EQ(Import(Opml("<outline text=\"1\"/>")).exitCode, 0);
+  EXPECT_EQ(Kxo({"show", "in.kxo"}).exitCode, 0);
+  EXPECT_EQ(Kxo({"info", "in.kxo"}).exitCode, 0);
+  EXPECT_EQ(Kxo({"show", "bad.kxo"}).exitCode, 3);
+  EXPECT_EQ(Kxo({"show", "none.kxo"}).exitCode, 2);
+  EXPECT_EQ(UserFiles(), (std::vector<std::string>{"bad.kxo", "in.kxo", "in.opml"}));
+}
+
+fs::path ToolTest::MakeFolder(const std::string& name) const {
+  fs::create_directory(folder() / name);
+  return folder() / name;
 }
 
 void ToolTest::WriteUserFile(const fs::path& name, std::string_view bytes) const {

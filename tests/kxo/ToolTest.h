@@ -55,8 +55,12 @@ class ToolTest : public kx_test::KxTest {
   ProgramRun KxoOnTerminal(const std::vector<std::string>& arguments) const;
   /// Imports these bytes as in.opml, which makes in.kxo.
   ProgramRun Import(const std::string& bytes, const std::vector<std::string>& more = {}) const;
+  /// Every command, with good and bad input, from the user's folder; they leave nothing else there.
+  void RunAll() const;
 
   std::filesystem::path User(const std::filesystem::path& name) const { return user_ / name; }
+  /// A folder beside the user's.
+  std::filesystem::path MakeFolder(const std::string& name) const;
   std::filesystem::path StateFolder() const { return folder() / "state" / "kxo"; }
   void WriteUserFile(const std::filesystem::path& name, std::string_view bytes) const;
   std::string UserFile(const std::filesystem::path& name) const;

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "Exception.h"
+#include "FailingNew.h"
 #include "KxTest.h"
 #include "WinApi.h"
 
@@ -88,6 +89,16 @@ TEST_F(ErrorTextTest, NothingIsLogged) {
   const LocalText known(FormatLastError(2));
   const LocalText unknown(FormatLastError(kUnknown));
   EXPECT_TRUE(kx_test::logLines().empty());
+}
+
+TEST_F(ErrorTextTest, AReportThatCannotBeFormattedIsEmpty) {
+  wchar_t* text = nullptr;
+  {
+    const kx_seam::AllocationLimit none(0);
+    text = FormatLastError(kUnknown);
+  }
+  const LocalText owned(text);
+  EXPECT_STREQ(text, L"");
 }
 
 }  // namespace

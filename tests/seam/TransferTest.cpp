@@ -1,9 +1,14 @@
 #include <cstring>
 
 #include "SeamSupport.h"
+#include "Wine.h"
 
 namespace kx_seam {
 namespace {
+
+/// Setting the end of a file through a handle that may not write. Wine asks its own system, which
+/// takes the handle for a wrong argument.
+const DWORD kNoEndWithoutAccess = kx_test::unlessOnWine(5u, 87u);
 
 class TransferTest : public kx_test::KxTest {
  protected:
@@ -33,11 +38,12 @@ class TransferTest : public kx_test::KxTest {
 };
 
 TEST_F(TransferTest, AReadOnlyHandleRefusesEveryChange) {
-  const Opened file(L"a.txt", GENERIC_READ);
+  Opened file(L"a.txt", GENERIC_READ);
   EXPECT_EQ(5u, WriteError(file.handle(), 4));
   EXPECT_EQ(5u, WriteError(file.handle(), 0));
   EXPECT_EQ(5u, errorOf(FlushFileBuffers(file.handle())));
-  EXPECT_EQ(5u, errorOf(SetEndOfFile(file.handle())));
+  EXPECT_EQ(kNoEndWithoutAccess, errorOf(SetEndOfFile(file.handle())));
+  file.Close();
   EXPECT_EQ("0123456789", textOf("a.txt"));
 }
 
@@ -58,7 +64,7 @@ TEST_F(TransferTest, AHandleWithoutAccessRefusesEverything) {
   EXPECT_EQ(5u, ReadError(file.handle(), 4));
   EXPECT_EQ(5u, WriteError(file.handle(), 4));
   EXPECT_EQ(5u, errorOf(FlushFileBuffers(file.handle())));
-  EXPECT_EQ(5u, errorOf(SetEndOfFile(file.handle())));
+  EXPECT_EQ(kNoEndWithoutAccess, errorOf(SetEndOfFile(file.handle())));
   EXPECT_EQ(10u, GetFileSize(file.handle(), nullptr));
 }
 
@@ -83,10 +89,11 @@ TEST_F(TransferTest, ReadingPastTheEndGivesWhatIsThereWithoutError) {
 }
 
 TEST_F(TransferTest, NullBuffersAreRefused) {
-  const Opened file(L"a.txt");
+  Opened file(L"a.txt");
   DWORD moved = 0;
   EXPECT_EQ(998u, errorOf(ReadFile(file.handle(), nullptr, 4, &moved, nullptr)));
   EXPECT_EQ(1784u, errorOf(WriteFile(file.handle(), nullptr, 4, &moved, nullptr)));
+  file.Close();
   EXPECT_EQ("0123456789", textOf("a.txt"));
 }
 
@@ -117,8 +124,8 @@ TEST_F(TransferTest, InvalidAndClosedHandlesAreError6) {
     EXPECT_EQ(6u, errorOf(GetFileTime(handle, &time, &time, &time)));
     EXPECT_EQ(INVALID_FILE_SIZE, GetFileSize(handle, nullptr));
     EXPECT_EQ(6u, GetLastError());
-    EXPECT_EQ(6u, errorOf(CloseHandle(handle)));
   }
+  EXPECT_EQ(6u, errorOf(CloseHandle(closed)));
 }
 
 TEST_F(TransferTest, PositionsMayLieBehindTheEndButNotBeforeTheStart) {
@@ -146,11 +153,14 @@ TEST_F(TransferTest, PositionsBeyond32BitsNeedTheHighWord) {
   EXPECT_EQ(0xFFFFFFFFu, SetFilePointer(file.handle(), -6, &high, FILE_CURRENT));
   EXPECT_EQ(0u, GetLastError());
   EXPECT_EQ(0, high);
-  EXPECT_EQ(INVALID_SET_FILE_POINTER, SetFilePointer(file.handle(), 1, nullptr, FILE_CURRENT));
-  EXPECT_EQ(87u, GetLastError());
+  // Wine moves on and tells the low word.
+  EXPECT_EQ(kx_test::unlessOnWine(INVALID_SET_FILE_POINTER, DWORD{0}),
+            SetFilePointer(file.handle(), 1, nullptr, FILE_CURRENT));
+  EXPECT_EQ(kx_test::unlessOnWine(87u, 0u), GetLastError());
   high = 0;
-  EXPECT_EQ(0xFFFFFFFFu, SetFilePointer(file.handle(), 0, &high, FILE_CURRENT));
-  EXPECT_EQ(0, high);
+  EXPECT_EQ(kx_test::unlessOnWine(0xFFFFFFFFu, 0u),
+            SetFilePointer(file.handle(), 0, &high, FILE_CURRENT));
+  EXPECT_EQ(kx_test::unlessOnWine(0, 1), high);
 }
 
 TEST_F(TransferTest, TheEndCanBeSetBeforeAndBehindTheOldOne) {

@@ -2,13 +2,11 @@
 
 #include <fcntl.h>
 #include <pty.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -17,6 +15,10 @@
 namespace kxo_test {
 
 namespace fs = std::filesystem;
+
+const char* const kStateVariable = "XDG_STATE_HOME";
+const char* const kTemporaryVariable = "TMPDIR";
+const char* const kRefusedOutput = "No space left on device";
 
 namespace {
 
@@ -43,12 +45,9 @@ std::vector<std::string> CommandLine(const fs::path& program,
   words.push_back(nullptr);
   for (const auto& [name, value] : options.environment) ::setenv(name.c_str(), value.c_str(), 1);
   for (const std::string& name : options.unset) ::unsetenv(name.c_str());
-  if (options.fileSizeMax) {
-    const rlimit limit = {*options.fileSizeMax, *options.fileSizeMax};
-    ::setrlimit(RLIMIT_FSIZE, &limit);
-    std::signal(SIGXFSZ, SIG_IGN);  // the write itself shall fail
-  }
-  if (::chdir(options.folder.c_str()) == 0) ::execvp(words[0], words.data());
+  if (::chdir(options.folder.c_str()) != 0) ::_exit(kCannotRun);
+  if (options.prepare) options.prepare();
+  ::execvp(words[0], words.data());
   ::_exit(kCannotRun);
 }
 
@@ -83,13 +82,13 @@ ProgramRun RunProgram(const fs::path& program, const std::vector<std::string>& a
   const pid_t child = ::fork();
   if (child == 0) {
     Redirect(STDIN_FILENO, "/dev/null");
-    Redirect(STDOUT_FILENO, options.standardOutput.empty() ? out : options.standardOutput);
+    Redirect(STDOUT_FILENO, options.refusesOutput ? "/dev/full" : out);
     Redirect(STDERR_FILENO, err);
     Become(program, arguments, options);
   }
   ProgramRun run;
   run.exitCode = ExitCodeOf(child);
-  if (options.standardOutput.empty()) run.out = Contents(out);
+  if (!options.refusesOutput) run.out = Contents(out);
   run.err = Contents(err);
   return run;
 }

@@ -1,6 +1,5 @@
 // Disk files when the system refuses in ways that a test cannot provoke from outside, what they
 // tell it about inheritance, and times in zones of every kind.
-#include <fcntl.h>
 #include <gmock/gmock.h>
 
 #include <cerrno>
@@ -142,19 +141,6 @@ TEST_F(RefusalTest, TransfersThatTheSystemCutsAreMadeWhole) {
   refusal = {SystemCall::kWrite, 0, 3};
   EXPECT_EQ(file_.Write("abcdefgh", 8), 8u);
   EXPECT_EQ(file_.GetPosition(), 18u);
-}
-
-// --- Inheritance ---
-
-TEST_F(RefusalTest, HandlesAreInheritedUnlessTheFlagsSayOtherwise) {
-  const auto closesOnExec = [&](unsigned int flags) {
-    file_.Open(L"ten.bin", flags);
-    return (::fcntl(static_cast<int>(file_.GetFileHandle()), F_GETFD) & FD_CLOEXEC) != 0;
-  };
-  EXPECT_FALSE(closesOnExec(CFile::modeRead));
-  EXPECT_TRUE(closesOnExec(CFile::modeRead | CFile::modeNoInherit));
-  EXPECT_FALSE(closesOnExec(CFile::modeReadWrite | CFile::modeCreate));
-  EXPECT_TRUE(closesOnExec(CFile::modeReadWrite | CFile::modeCreate | CFile::modeNoInherit));
 }
 
 // --- Zones ---

@@ -3,7 +3,7 @@
 #include <csignal>
 #include <iostream>
 
-#include "Peer.h"
+#include "InChild.h"
 #include "SaveScenarios.h"
 #include "SystemCalls.h"
 

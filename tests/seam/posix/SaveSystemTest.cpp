@@ -9,9 +9,9 @@
 #include <cerrno>
 #include <iterator>
 
+#include "InChild.h"
 #include "KxKinds.h"
 #include "KxLayout.h"
-#include "Peer.h"
 #include "SafeSave.h"
 #include "SeamSupport.h"
 #include "SystemCalls.h"

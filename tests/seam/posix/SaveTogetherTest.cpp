@@ -9,8 +9,8 @@
 #include <new>
 #include <thread>
 
+#include "InChild.h"
 #include "OutlineDB.h"
-#include "Peer.h"
 #include "SafeSave.h"
 #include "SeamSupport.h"
 #include "SystemCalls.h"

@@ -1,16 +1,12 @@
 // What becomes of refusals of the system that cannot be brought about from outside, and of the
 // names, descriptors and memory that only this kind of system has.
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
-#include <optional>
 
-#include "Module.h"
-#include "Peer.h"
 #include "SeamSupport.h"
 #include "SystemCalls.h"
 
@@ -232,18 +228,6 @@ TEST_F(SystemRefusalTest, HandlesAreDescriptors) {
   EXPECT_EQ(-1, ::fcntl(fd, F_GETFD));
 }
 
-TEST_F(SystemRefusalTest, OnlyInheritableHandlesReachOtherPrograms) {
-  for (const BOOL inherit : {FALSE, TRUE}) {
-    SECURITY_ATTRIBUTES security = {12, nullptr, inherit};
-    const HANDLE handle =
-        CreateFileW(L"a.txt", GENERIC_READ, 0, &security, OPEN_EXISTING, 0, nullptr);
-    ASSERT_NE(INVALID_HANDLE_VALUE, handle);
-    const int flags = ::fcntl(static_cast<int>(reinterpret_cast<intptr_t>(handle)), F_GETFD);
-    EXPECT_EQ(inherit == FALSE, (flags & FD_CLOEXEC) != 0);
-    CloseHandle(handle);
-  }
-}
-
 TEST_F(SystemRefusalTest, APipeByNameIsOpenedWithoutWaiting) {
   ASSERT_EQ(0, ::mkfifo("pipe", 0600));
   EXPECT_EQ(0u, Opened(L"pipe", GENERIC_READ).refusal());
@@ -261,56 +245,7 @@ TEST_F(SystemRefusalTest, PositionsOfAPipeAreError132) {
 
 // --- Memory ---
 
-/// A page that may be used, with one behind it that may not.
-class GuardedPage {
- public:
-  GuardedPage()
-      : size_(static_cast<size_t>(::sysconf(_SC_PAGESIZE))),
-        start_(static_cast<unsigned char*>(::mmap(nullptr, 2 * size_, PROT_READ | PROT_WRITE,
-                                                  MAP_PRIVATE | MAP_ANONYMOUS, -1, 0))) {
-    ::mprotect(start_ + size_, size_, PROT_NONE);
-  }
-  ~GuardedPage() { ::munmap(start_, 2 * size_); }
-  GuardedPage(const GuardedPage&) = delete;
-  GuardedPage& operator=(const GuardedPage&) = delete;
-  unsigned char* start() const { return start_; }
-  size_t size() const { return size_; }
-  void MakeReadOnly() { ::mprotect(start_, size_, PROT_READ); }
-
- private:
-  size_t size_;
-  unsigned char* start_;
-};
-
-TEST(PointerCheckPagesTest, MemoryIsGoodUpToTheGuardPageAndBadFromItsFirstByteOn) {
-  const GuardedPage page;
-  EXPECT_FALSE(IsBadReadPtr(page.start(), page.size()));
-  EXPECT_FALSE(IsBadWritePtr(page.start(), page.size()));
-  EXPECT_TRUE(IsBadReadPtr(page.start(), page.size() + 1));
-  EXPECT_TRUE(IsBadWritePtr(page.start(), page.size() + 1));
-  EXPECT_FALSE(IsBadReadPtr(page.start() + page.size() - 1, 1));
-  EXPECT_TRUE(IsBadReadPtr(page.start() + page.size() - 1, 2));
-  EXPECT_TRUE(IsBadReadPtr(page.start() + page.size(), 1));
-  EXPECT_TRUE(IsBadWritePtr(page.start() + page.size(), 1));
-}
-
-TEST(PointerCheckPagesTest, ReadOnlyMemoryIsBadForWritingOnly) {
-  GuardedPage page;
-  page.start()[0] = 0x5A;
-  page.MakeReadOnly();
-  EXPECT_FALSE(IsBadReadPtr(page.start(), page.size()));
-  EXPECT_TRUE(IsBadWritePtr(page.start(), 1));
-  EXPECT_EQ(0x5A, page.start()[0]);
-}
-
-TEST(PointerCheckPagesTest, CheckingForWritingChangesNothing) {
-  const GuardedPage page;
-  std::memset(page.start(), 0xC3, page.size());
-  EXPECT_FALSE(IsBadWritePtr(page.start(), page.size()));
-  for (size_t i = 0; i < page.size(); ++i) ASSERT_EQ(0xC3, page.start()[i]);
-}
-
-TEST(PointerCheckPagesTest, CheckingLeavesNoDescriptorOpen) {
+TEST(PointerProbeTest, CheckingLeavesNoDescriptorOpen) {
   const int before = ::dup(0);
   const int value = 0;
   for (int i = 0; i < 50; ++i) EXPECT_FALSE(IsBadReadPtr(&value, sizeof(value)));
@@ -320,39 +255,7 @@ TEST(PointerCheckPagesTest, CheckingLeavesNoDescriptorOpen) {
   ::close(after);
 }
 
-// --- Texts of other modules ---
-
-class RecordedModule {
- public:
-  explicit RecordedModule(HINSTANCE module) : before_(kx_GetModule()) { kx_SetModule(module); }
-  ~RecordedModule() { kx_SetModule(before_); }
-  RecordedModule(const RecordedModule&) = delete;
-  RecordedModule& operator=(const RecordedModule&) = delete;
-
- private:
-  HINSTANCE before_;
-};
-
-TEST(ModuleTableTest, ATextOf600CharactersFillsABufferOf512) {
-  const std::wstring text(600, L'x');
-  const kx_StringResource entries[] = {{7, L"seven"}, {9, text.c_str()}};
-  kx_StringResources resources = {entries, 2};
-  const RecordedModule recorded(&resources);
-  wchar_t buffer[512];
-  EXPECT_EQ(511, LoadStringW(kx_GetModule(), 9, buffer, 512));
-  EXPECT_EQ(std::wstring(511, L'x'), buffer);
-  EXPECT_EQ(0, LoadStringW(kx_GetModule(), 8, buffer, 512));
-  kx_gen::_String loaded;
-  EXPECT_TRUE(loaded.LoadStringW(9));
-  EXPECT_EQ(text, loaded);
-}
-
-TEST(ModuleTableTest, WithoutARecordedModuleThereAreNoTexts) {
-  const RecordedModule recorded(nullptr);
-  kx_gen::_String text = L"before";
-  EXPECT_FALSE(text.LoadStringW(8));
-  EXPECT_EQ(std::wstring(L"before"), text);
-}
+// --- Debugger ---
 
 TEST(DebugOutputTest, DebuggerTextGoesToTheErrorOutput) {
   testing::internal::CaptureStderr();

@@ -14,6 +14,11 @@
 #include <stdint.h>
 #include <wchar.h>
 #include <windows.h>
+#ifdef __cplusplus
+/* Ahead of the first exported class: where GCC meets std::type_info only behind one, it exports the
+ * type information of others' classes too. */
+#include <typeinfo>
+#endif
 
 /* Marks what the DLL exports. KX_FILEIO_BUILD is defined while the library itself is built,
  * KX_FILEIO_STATIC where its objects are linked into a program. */

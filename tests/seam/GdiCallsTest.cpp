@@ -1,101 +1,12 @@
-// The drawing calls over bitmaps and palettes in memory: results and error numbers.
-
+// The drawing calls over bitmaps and palettes: what they do.
 #include <gmock/gmock.h>
 
-#include <cstring>
-#include <vector>
+#include "GdiSupport.h"
 
-#include "SeamSupport.h"
-
+namespace kx_seam {
 namespace {
 
-using kx_seam::errorOf;
 using testing::ElementsAre;
-
-constexpr DWORD kInvalidHandle = 6;
-constexpr DWORD kInvalidParameter = 87;
-
-template <class Call>
-DWORD refusal(Call call) {
-  SetLastError(0);
-  return errorOf(call());
-}
-
-/// A bitmap's form, with room for every colour.
-struct Form {
-  BITMAPINFOHEADER header = {};
-  RGBQUAD colors[256] = {};
-
-  Form(LONG width, LONG height, WORD bits) {
-    header.biSize = sizeof(header);
-    header.biWidth = width;
-    header.biHeight = height;
-    header.biPlanes = 1;
-    header.biBitCount = bits;
-  }
-  const BITMAPINFO* info() const { return reinterpret_cast<const BITMAPINFO*>(this); }
-};
-
-class Section {
- public:
-  explicit Section(const Form& form) {
-    void* bits = nullptr;
-    handle_ = CreateDIBSection(nullptr, form.info(), DIB_RGB_COLORS, &bits, nullptr, 0);
-    this->bits = static_cast<unsigned char*>(bits);
-  }
-  Section(const Section&) = delete;
-  Section& operator=(const Section&) = delete;
-  ~Section() { DeleteObject(handle_); }
-  HBITMAP get() const { return handle_; }
-  unsigned char* bits = nullptr;
-
- private:
-  HBITMAP handle_;
-};
-
-/// A memory context, with a bitmap selected or the one that it begins with.
-class Canvas {
- public:
-  explicit Canvas(HBITMAP bitmap = nullptr) : dc_(CreateCompatibleDC(nullptr)) {
-    if (bitmap != nullptr) before_ = SelectObject(dc_, bitmap);
-  }
-  Canvas(const Canvas&) = delete;
-  Canvas& operator=(const Canvas&) = delete;
-  ~Canvas() { DeleteDC(dc_); }
-  HDC get() const { return dc_; }
-  HGDIOBJ before() const { return before_; }
-
- private:
-  HDC dc_;
-  HGDIOBJ before_ = nullptr;
-};
-
-class Screen {
- public:
-  Screen() : dc_(GetDC(nullptr)) {}
-  Screen(const Screen&) = delete;
-  Screen& operator=(const Screen&) = delete;
-  ~Screen() { ReleaseDC(nullptr, dc_); }
-  HDC get() const { return dc_; }
-
- private:
-  HDC dc_;
-};
-
-HPALETTE paletteOf(const std::vector<PALETTEENTRY>& entries, WORD version = 0x300) {
-  std::vector<unsigned char> block(4 + entries.size() * sizeof(PALETTEENTRY));
-  auto* palette = reinterpret_cast<LOGPALETTE*>(block.data());
-  palette->palVersion = version;
-  palette->palNumEntries = static_cast<WORD>(entries.size());
-  if (!entries.empty()) {
-    std::memcpy(block.data() + 4, entries.data(), entries.size() * sizeof(PALETTEENTRY));
-  }
-  return CreatePalette(palette);
-}
-
-bool operator==(const RGBQUAD& a, const RGBQUAD& b) {
-  return a.rgbBlue == b.rgbBlue && a.rgbGreen == b.rgbGreen && a.rgbRed == b.rgbRed;
-}
 
 class GdiCallsTest : public kx_test::KxTest {};
 
@@ -108,21 +19,6 @@ TEST_F(GdiCallsTest, TheScreenHas32BitsAndNoPalette) {
   EXPECT_EQ(GetDeviceCaps(screen.get(), RASTERCAPS) & RC_PALETTE, 0);
   EXPECT_EQ(GetDeviceCaps(screen.get(), SIZEPALETTE), 0);
   EXPECT_EQ(refusal([] { return GetDeviceCaps(nullptr, BITSPIXEL); }), kInvalidHandle);
-}
-
-TEST_F(GdiCallsTest, ContextsAreReleasedAsTheyWereMade) {
-  const HDC screen = GetDC(nullptr);
-  const HDC memory = CreateCompatibleDC(screen);
-  ASSERT_NE(memory, nullptr);
-  EXPECT_EQ(refusal([&] { return DeleteDC(screen); }), 0u) << "refused without an error";
-  EXPECT_EQ(DeleteDC(screen), FALSE);
-  EXPECT_EQ(ReleaseDC(nullptr, memory), 0);
-  EXPECT_EQ(DeleteObject(memory), FALSE);
-  EXPECT_EQ(ReleaseDC(nullptr, screen), 1);
-  EXPECT_EQ(DeleteDC(memory), TRUE);
-  EXPECT_EQ(refusal([&] { return ReleaseDC(nullptr, screen); }), kInvalidHandle);
-  EXPECT_EQ(refusal([&] { return DeleteDC(memory); }), kInvalidHandle);
-  EXPECT_EQ(CreateCompatibleDC(memory), nullptr);
 }
 
 // --- Bitmaps ---
@@ -140,8 +36,6 @@ TEST_F(GdiCallsTest, ABitmapTellsItsForm) {
     EXPECT_EQ(description.bmBitsPixel, 4);
     EXPECT_EQ(description.bmBits, section.bits);
     EXPECT_EQ(GetObjectW(section.get(), 0, nullptr), static_cast<int>(sizeof(BITMAP)));
-    EXPECT_EQ(refusal([&] { return GetObjectW(section.get(), 3, &description); }),
-              kInvalidParameter);
   }
 }
 
@@ -149,33 +43,6 @@ TEST_F(GdiCallsTest, ANewBitmapIsBlack) {
   const Section section(Form(3, 2, 24));
   EXPECT_EQ(std::vector<unsigned char>(section.bits, section.bits + 24),
             std::vector<unsigned char>(24, 0));
-}
-
-TEST_F(GdiCallsTest, FormsThatNoBitmapHasAreRefused) {
-  std::vector<Form> forms;
-  for (const WORD bits : {0, 2, 3, 15, 48}) forms.emplace_back(4, 4, bits);
-  forms.emplace_back(0, 4, 8);
-  forms.emplace_back(-4, 4, 8);
-  forms.emplace_back(4, 0, 8);
-  forms.emplace_back(0x7FFFFFFF, 0x7FFFFFFF, 32);
-  forms.emplace_back(4, INT32_MIN, 8);
-  forms.emplace_back(4, 4, 8);
-  forms.back().header.biSize = 12;
-  forms.emplace_back(4, 4, 8);
-  forms.back().header.biPlanes = 2;
-  forms.emplace_back(4, 4, 8);
-  forms.back().header.biCompression = 1;
-  for (const Form& form : forms) {
-    void* bits = &forms;
-    EXPECT_EQ(refusal([&] {
-                return CreateDIBSection(nullptr, form.info(), DIB_RGB_COLORS, &bits, nullptr, 0);
-              }),
-              kInvalidParameter);
-    EXPECT_EQ(bits, nullptr);
-  }
-  const Form fine(4, 4, 8);
-  EXPECT_EQ(CreateDIBSection(nullptr, nullptr, DIB_RGB_COLORS, nullptr, nullptr, 0), nullptr);
-  EXPECT_EQ(CreateDIBSection(nullptr, fine.info(), 1, nullptr, nullptr, 0), nullptr);
 }
 
 TEST_F(GdiCallsTest, ABitmapHasAsManyColoursAsItsFormCounts) {
@@ -194,7 +61,6 @@ TEST_F(GdiCallsTest, ABitmapHasAsManyColoursAsItsFormCounts) {
   EXPECT_EQ(GetDIBColorTable(canvas.get(), 15, 20, colors), 1u);
   EXPECT_TRUE(colors[0] == (RGBQUAD{15, 1, 2, 0}));
   EXPECT_EQ(GetDIBColorTable(canvas.get(), 16, 1, colors), 0u);
-  EXPECT_EQ(GetDIBColorTable(canvas.get(), 0, 1, nullptr), 0u);
   const Screen screen;
   EXPECT_EQ(GetDIBColorTable(screen.get(), 0, 1, colors), 0u);
   EXPECT_EQ(GetDIBColorTable(nullptr, 0, 1, colors), 0u);
@@ -208,30 +74,6 @@ TEST_F(GdiCallsTest, SelectingGivesTheBitmapBefore) {
   EXPECT_EQ(SelectObject(canvas.get(), second.get()), first.get());
   EXPECT_EQ(SelectObject(canvas.get(), second.get()), second.get());
   EXPECT_EQ(SelectObject(canvas.get(), canvas.before()), second.get());
-}
-
-TEST_F(GdiCallsTest, ABitmapIsInOneContextAndStaysWhileItIs) {
-  const HBITMAP bitmap =
-      CreateDIBSection(nullptr, Form(1, 1, 24).info(), DIB_RGB_COLORS, nullptr, nullptr, 0);
-  ASSERT_NE(bitmap, nullptr);
-  {
-    const Canvas canvas(bitmap);
-    const Canvas other;
-    const Screen screen;
-    EXPECT_EQ(refusal([&] { return SelectObject(other.get(), bitmap); }), kInvalidParameter);
-    EXPECT_EQ(refusal([&] { return SelectObject(screen.get(), bitmap); }), kInvalidParameter);
-    EXPECT_EQ(refusal([&] { return DeleteObject(bitmap); }), kInvalidParameter);
-  }
-  EXPECT_EQ(DeleteObject(bitmap), TRUE);
-  EXPECT_EQ(refusal([&] { return DeleteObject(bitmap); }), kInvalidHandle);
-}
-
-TEST_F(GdiCallsTest, WhatIsNoBitmapIsNotSelected) {
-  const Canvas canvas;
-  const HGDIOBJ palette = GetStockObject(DEFAULT_PALETTE);
-  EXPECT_EQ(refusal([&] { return SelectObject(canvas.get(), palette); }), kInvalidHandle);
-  EXPECT_EQ(refusal([&] { return SelectObject(canvas.get(), nullptr); }), kInvalidHandle);
-  EXPECT_EQ(refusal([&] { return SelectObject(nullptr, palette); }), kInvalidHandle);
 }
 
 // --- Copying ---
@@ -310,7 +152,6 @@ TEST_F(GdiCallsTest, CopyingStaysInsideBothBitmaps) {
   EXPECT_THAT(copied(1, 2, 1), ElementsAre(0, 2, 3, 0));
   EXPECT_THAT(copied(0, 0x7FFFFFFF, -0x7FFFFFFF), ElementsAre(0, 0, 0, 0));
   EXPECT_THAT(copied(-0x7FFFFFFF, 0x7FFFFFFF, 0x7FFFFFFF), ElementsAre(0, 0, 0, 0));
-  EXPECT_THAT(copied(0, -5, 0), ElementsAre(0, 0, 0, 0));
 }
 
 TEST_F(GdiCallsTest, CopyingWithinOneBitmapReadsBeforeItWrites) {
@@ -331,19 +172,6 @@ TEST_F(GdiCallsTest, RowsAreCountedFromTheTop) {
   EXPECT_EQ(upright.bits[4], 5) << "the upper row is the last";
 }
 
-TEST_F(GdiCallsTest, OtherCopiesAreRefused) {
-  const Canvas canvas;
-  const Screen screen;
-  const auto copy = [](HDC to, HDC from, DWORD operation) {
-    return refusal([&] { return BitBlt(to, 0, 0, 1, 1, from, 0, 0, operation); });
-  };
-  EXPECT_EQ(copy(canvas.get(), canvas.get(), 0x00440328), kInvalidParameter);
-  EXPECT_EQ(copy(screen.get(), canvas.get(), SRCCOPY), kInvalidParameter);
-  EXPECT_EQ(copy(canvas.get(), screen.get(), SRCCOPY), kInvalidParameter);
-  EXPECT_EQ(copy(nullptr, canvas.get(), SRCCOPY), kInvalidHandle);
-  EXPECT_EQ(copy(canvas.get(), nullptr, SRCCOPY), kInvalidHandle);
-}
-
 // --- Palettes ---
 
 TEST_F(GdiCallsTest, APaletteKeepsItsEntries) {
@@ -360,13 +188,6 @@ TEST_F(GdiCallsTest, APaletteKeepsItsEntries) {
   EXPECT_EQ(count, 3);
   EXPECT_EQ(GetObjectW(palette, 0, nullptr), 2);
   EXPECT_EQ(DeleteObject(palette), TRUE);
-  EXPECT_EQ(refusal([&] { return GetPaletteEntries(palette, 0, 1, entries); }), kInvalidHandle);
-}
-
-TEST_F(GdiCallsTest, APaletteWithoutEntriesOrOfAnotherVersionIsRefused) {
-  EXPECT_EQ(refusal([] { return paletteOf({}); }), kInvalidParameter);
-  EXPECT_EQ(refusal([] { return paletteOf({{1, 2, 3, 0}}, 0x200); }), kInvalidParameter);
-  EXPECT_EQ(refusal([] { return CreatePalette(nullptr); }), kInvalidParameter);
 }
 
 TEST_F(GdiCallsTest, SelectingGivesThePaletteBefore) {
@@ -377,8 +198,6 @@ TEST_F(GdiCallsTest, SelectingGivesThePaletteBefore) {
   EXPECT_EQ(RealizePalette(screen.get()), 0u);
   EXPECT_EQ(SelectPalette(screen.get(), static_cast<HPALETTE>(stock), FALSE), palette);
   EXPECT_EQ(DeleteObject(palette), TRUE);
-  EXPECT_EQ(refusal([&] { return SelectPalette(screen.get(), palette, FALSE); }), kInvalidHandle);
-  EXPECT_EQ(refusal([&] { return SelectPalette(nullptr, palette, FALSE); }), kInvalidHandle);
 }
 
 TEST_F(GdiCallsTest, StockObjectsStay) {
@@ -394,15 +213,7 @@ TEST_F(GdiCallsTest, StockObjectsStay) {
   EXPECT_EQ(DeleteObject(onePixel), TRUE);
   const Canvas canvas(section.get());
   EXPECT_EQ(canvas.before(), onePixel);
-  EXPECT_EQ(GetStockObject(0), nullptr);
-}
-
-TEST_F(GdiCallsTest, WhatIsNoObjectIsRefused) {
-  int notAnObject = 0;
-  EXPECT_EQ(refusal([&] { return GetObjectW(&notAnObject, 0, nullptr); }), kInvalidHandle);
-  EXPECT_EQ(refusal([&] { return DeleteObject(&notAnObject); }), kInvalidHandle);
-  const Canvas canvas;
-  EXPECT_EQ(refusal([&] { return GetObjectW(canvas.get(), 0, nullptr); }), kInvalidParameter);
 }
 
 }  // namespace
+}  // namespace kx_seam

@@ -1,55 +1,26 @@
-// Share modes between processes, where the system itself has none.
+// How share modes hold between processes where the system itself has none.
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 
-#include <atomic>
+#include <algorithm>
 #include <chrono>
-#include <memory>
 #include <new>
 #include <thread>
 
-#include "Peer.h"
-#include "SeamSupport.h"
-#include "ShareRule.h"
+#include "InChild.h"
+#include "ShareSupport.h"
 #include "SystemCalls.h"
 
 namespace kx_seam {
 namespace {
 
-constexpr int kRacers = 4;
-constexpr int kRounds = 400;
 constexpr uid_t kOrdinaryUser = 65534;
 
-class ShareProcessesTest : public kx_test::KxTest {
- protected:
-  void SetUp() override {
-    KxTest::SetUp();
-    makeFile("a.txt", "0123456789");
-  }
-};
+class ShareMarksTest : public ShareProcessesTest {};
 
-/// Opens the file by every pair of sharings in two processes; how many openings went wrong.
-int countMistakes(const wchar_t* name) {
-  Peer peer;
-  int mistakes = 0;
-  for (const Sharing& first : kAllSharings) {
-    for (const Sharing& second : kAllSharings) {
-      if (peer.Open(name, first.access, first.share) != 0) ++mistakes;
-      const Opened other(name, second.access, OPEN_EXISTING, second.share);
-      if (other.refusal() != expectedRefusal(first, second)) ++mistakes;
-      peer.Close();
-    }
-  }
-  return mistakes;
-}
-
-TEST_F(ShareProcessesTest, TwoProcessesConflictExactlyByTheRule) {
-  EXPECT_EQ(0, countMistakes(L"a.txt"));
-}
-
-TEST_F(ShareProcessesTest, UsersWithoutAllPermissionsConflictByTheSameRule) {
+TEST_F(ShareMarksTest, UsersWithoutAllPermissionsConflictByTheSameRule) {
   ::chmod("a.txt", 0666);
   ::chmod(".", 0777);
   const auto asOrdinaryUser = [] {
@@ -60,7 +31,7 @@ TEST_F(ShareProcessesTest, UsersWithoutAllPermissionsConflictByTheSameRule) {
 }
 
 /// A file that may be written but not read gives descriptors that take exclusive locks only.
-TEST_F(ShareProcessesTest, WritersWhoMayNotReadConflictByTheSameRule) {
+TEST_F(ShareMarksTest, WritersWhoMayNotReadConflictByTheSameRule) {
   ::chmod("a.txt", 0222);
   ::chmod(".", 0777);
   const auto asOrdinaryUser = [] {
@@ -82,39 +53,6 @@ TEST_F(ShareProcessesTest, WritersWhoMayNotReadConflictByTheSameRule) {
   EXPECT_EQ(0, inChild(asOrdinaryUser));
 }
 
-TEST_F(ShareProcessesTest, ACrashReleasesWhatTheProcessHeld) {
-  Peer peer;
-  ASSERT_EQ(0u, peer.Open(L"a.txt", kReadWrite, 0));
-  EXPECT_EQ(32u, Opened(L"a.txt", GENERIC_READ, OPEN_EXISTING, kShareAll).refusal());
-  EXPECT_EQ(32u, errorOf(DeleteFileW(L"a.txt")));
-  peer.Crash();
-  EXPECT_EQ(0u, Opened(L"a.txt", kReadWrite).refusal());
-}
-
-TEST_F(ShareProcessesTest, AFileOpenElsewhereIsNeitherMovedNorDeleted) {
-  Peer peer;
-  ASSERT_EQ(0u, peer.Open(L"a.txt", GENERIC_READ, kShareAll));
-  EXPECT_EQ(32u, errorOf(MoveFileW(L"a.txt", L"b.txt")));
-  EXPECT_EQ(32u, errorOf(DeleteFileW(L"a.txt")));
-  peer.Close();
-  EXPECT_EQ(0u, errorOf(MoveFileW(L"a.txt", L"b.txt")));
-}
-
-TEST_F(ShareProcessesTest, ADeniedReadingKeepsOthersFromCopying) {
-  Peer peer;
-  ASSERT_EQ(0u, peer.Open(L"a.txt", GENERIC_WRITE, FILE_SHARE_WRITE));
-  EXPECT_EQ(32u, errorOf(CopyFileW(L"a.txt", L"b.txt", TRUE)));
-  EXPECT_FALSE(std::filesystem::exists("b.txt"));
-}
-
-/// What racing processes tell each other.
-struct Race {
-  std::atomic<int> inside{0};
-  std::atomic<int> violations{0};
-  std::atomic<int> openings{0};
-  std::atomic<int> otherErrors{0};
-};
-
 /// A race in memory that the processes share.
 class SharedRace {
  public:
@@ -132,18 +70,6 @@ class SharedRace {
   Race* race_;
 };
 
-void openExclusively(Race& race, DWORD disposition) {
-  Opened file(L"lock", kReadWrite, disposition, 0);
-  if (!file.isOpen()) {
-    if (file.refusal() != ERROR_SHARING_VIOLATION) ++race.otherErrors;
-    return;
-  }
-  ++race.openings;
-  if (++race.inside != 1) ++race.violations;
-  std::this_thread::yield();
-  --race.inside;
-}
-
 template <class Round>
 void runRace(Round round) {
   pid_t racers[kRacers];
@@ -156,7 +82,7 @@ void runRace(Round round) {
   for (const pid_t racer : racers) ::waitpid(racer, nullptr, 0);
 }
 
-TEST_F(ShareProcessesTest, RacingExclusiveOpeningsNeverBothSucceed) {
+TEST_F(ShareMarksTest, RacingExclusiveOpeningsNeverBothSucceed) {
   makeFile("lock");
   const SharedRace race;
   runRace([&](int) { openExclusively(*race, OPEN_EXISTING); });
@@ -172,7 +98,7 @@ int refuseGateAndPause(kx_posix::SystemCall call, size_t*) {
   return 0;
 }
 
-TEST_F(ShareProcessesTest, RacingOpeningsWithoutTheGateNeverBothSucceed) {
+TEST_F(ShareMarksTest, RacingOpeningsWithoutTheGateNeverBothSucceed) {
   makeFile("lock");
   const SharedRace race;
   runRace([&](int) {
@@ -183,7 +109,7 @@ TEST_F(ShareProcessesTest, RacingOpeningsWithoutTheGateNeverBothSucceed) {
   EXPECT_EQ(0, (*race).otherErrors);
 }
 
-TEST_F(ShareProcessesTest, RacingCreationsAndRemovalsWithoutTheGateNeverBothSucceed) {
+TEST_F(ShareMarksTest, RacingCreationsAndRemovalsWithoutTheGateNeverBothSucceed) {
   const SharedRace race;
   runRace([&](int i) {
     kx_posix::SetCallHook(refuseGateAndPause);
@@ -197,7 +123,7 @@ TEST_F(ShareProcessesTest, RacingCreationsAndRemovalsWithoutTheGateNeverBothSucc
   EXPECT_GT((*race).openings, 0);
 }
 
-TEST_F(ShareProcessesTest, RacingCreationsAndRemovalsNeverBothSucceed) {
+TEST_F(ShareMarksTest, RacingCreationsAndRemovalsNeverBothSucceed) {
   const SharedRace race;
   runRace([&](int i) {
     if (i % 3 == 2) {
@@ -211,23 +137,7 @@ TEST_F(ShareProcessesTest, RacingCreationsAndRemovalsNeverBothSucceed) {
   EXPECT_GT((*race).openings, 0);
 }
 
-TEST_F(ShareProcessesTest, RacingThreadsNeverBothSucceed) {
-  makeFile("lock");
-  Race race;
-  std::vector<std::thread> threads;
-  threads.reserve(kRacers);
-  for (int i = 0; i < kRacers; ++i) {
-    threads.emplace_back([&] {
-      for (int round = 0; round < kRounds; ++round) openExclusively(race, OPEN_EXISTING);
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(0, race.violations);
-  EXPECT_EQ(0, race.otherErrors);
-  EXPECT_GT(race.openings, 0);
-}
-
-TEST_F(ShareProcessesTest, AGateThatSomebodyKeepsOnlyDelaysAnOpening) {
+TEST_F(ShareMarksTest, AGateThatSomebodyKeepsOnlyDelaysAnOpening) {
   const int keeper = ::open("a.txt", O_RDONLY | O_CLOEXEC);
   ASSERT_EQ(0, ::flock(keeper, LOCK_EX));
   const auto start = std::chrono::steady_clock::now();
@@ -236,7 +146,7 @@ TEST_F(ShareProcessesTest, AGateThatSomebodyKeepsOnlyDelaysAnOpening) {
   ::close(keeper);
 }
 
-TEST_F(ShareProcessesTest, LocksOnTheDataAreNobodysSharing) {
+TEST_F(ShareMarksTest, LocksOnTheDataAreNobodysSharing) {
   const int locker = ::open("a.txt", O_RDWR | O_CLOEXEC);
   struct flock whole = {};
   whole.l_type = F_WRLCK;

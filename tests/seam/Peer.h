@@ -1,9 +1,7 @@
 /// A second process for tests that need one.
 #pragma once
 
-#include <sys/wait.h>
-#include <unistd.h>
-
+#include <memory>
 #include <string>
 
 #include "WinApi.h"
@@ -26,18 +24,8 @@ class Peer {
   void Crash();
 
  private:
-  int socket_ = -1;
-  int child_ = -1;
+  class Process;
+  std::unique_ptr<Process> process_;
 };
-
-/// Runs `body` in a child and gives its result, 0 to 127; -1 when the child did not end by itself.
-template <class Body>
-int inChild(Body body) {
-  const pid_t child = ::fork();
-  if (child == 0) ::_exit(body());
-  int status = 0;
-  if (child == -1 || ::waitpid(child, &status, 0) != child) return -1;
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
 
 }  // namespace kx_seam
