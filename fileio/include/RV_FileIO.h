@@ -65,8 +65,8 @@ extern "C" {
 /* Turns the guard on or off for the process (off at first) and returns its former state. */
 KX_API int KX_FlatGuard(int on);
 /* What the last guarded call of this thread ended with: copies at most `capacity` characters of the
- * text, terminator included, and the error number; returns the text's whole length, which is at most
- * 1,023. 0 and number 0 when that call succeeded. Clears nothing. */
+ * text, terminator included, and the error number; returns the text's whole length, which is at
+ * most 1,023. 0 and number 0 when that call succeeded. Clears nothing. */
 KX_API unsigned long KX_FlatLastError(wchar_t* text, unsigned long capacity, unsigned long* number);
 KX_API RV_STR KX_StringCreate(void);
 KX_API const wchar_t* KX_StringText(RV_STR);
