@@ -194,7 +194,8 @@ Json SummaryOf(const Rebuilder& rebuilder, const Totals& totals, bool isWritten)
 
 std::string Verdict(const Rebuilder& rebuilder, const LossTeller& losses) {
   const salvage::RebuiltRows& rows = rebuilder.GetRows();
-  std::string verdict = NameOf(rebuilder.GetKind()) + ", " + Counted(rows.whole + rows.partial, "row");
+  std::string verdict =
+      NameOf(rebuilder.GetKind()) + ", " + Counted(rows.whole + rows.partial, "row");
   if (rows.partial > 0) verdict += ", " + std::to_string(rows.partial) + " of them in part";
   return verdict + (losses.GetCount() == 0 ? ", nothing lost" : "");
 }
@@ -203,9 +204,8 @@ void RunRecover(const Session& session, const RecoverOptions& options) {
   Destination destination(session, options);
   const std::vector<unsigned char> bytes = ReadInput(session, options.in);
   LossTeller losses(options);
-  Rebuilder rebuilder(bytes, {options.leftovers}, [&](const Loss& loss) {
-    losses.Tell(loss, rebuilder.GetOverview());
-  });
+  Rebuilder rebuilder(bytes, {options.leftovers},
+                      [&](const Loss& loss) { losses.Tell(loss, rebuilder.GetOverview()); });
   const Totals totals = WhileWriting(InputName(options.out), [&] {
     return ReadFile(bytes, salvage::KindOf(options.kind), rebuilder);
   });
@@ -238,8 +238,7 @@ void AddRecover(CLI::App& app, ChosenCommand& chosen) {
       "stay there, and rows behind the last one that the file declares, which a save that was\n"
       "interrupted may have left there, are left out. --leftovers takes them, those whose ids\n"
       "are in the list marked as deleted.\n");
-  command->add_option("FILE", options->in, "The damaged document; - is standard input")
-      ->required();
+  command->add_option("FILE", options->in, "The damaged document; - is standard input")->required();
   command->add_option("-o,--output", options->out, "The document to make; - is standard output")
       ->type_name("OUT")
       ->required();

@@ -32,10 +32,6 @@ void ScanBlock(Bytes file, size_t begin, size_t end, Block& block) {
 
 namespace {
 
-std::string Bytes32(uint64_t count) {
-  return std::to_string(count) + (count == 1 ? " byte" : " bytes");
-}
-
 /// What a reader's search for a tag comes to. It ends at the first tag that is not lower.
 struct Search {
   const Entry* entry = nullptr;  ///< Whole; null when there is none.
@@ -129,7 +125,7 @@ void Checker::CheckValue(const Field& field, const Entry& entry) {
     CheckDrawing(field, entry);
   } else if (entry.length > field.size) {
     Tell(Code::kFieldLong, kx_gen::kMsgDataOverflow, entry.offset, field.tag,
-         std::string(field.name) + " of " + Bytes32(field.size), Bytes32(entry.length));
+         std::string(field.name) + " of " + CountedBytes(field.size), CountedBytes(entry.length));
   }
 }
 
@@ -144,7 +140,7 @@ void Checker::CheckText(const Field& field, const Entry& entry) {
   const size_t null = FindByte(file_, entry.Value(), last, 0);
   if (null == last) return;
   Tell(Code::kTextNull, 0, null, field.tag, std::string(field.name) + " without 00 before its end",
-       "00, and " + Bytes32(last - null) + " that no reader sees");
+       "00, and " + CountedBytes(last - null) + " that no reader sees");
 }
 
 void Checker::CheckDrawing(const Field& field, const Entry& entry) {
@@ -158,7 +154,7 @@ void Checker::CheckDrawing(const Field& field, const Entry& entry) {
   const bool hasFront = entry.length >= format::kDrawingFixedSize;
   const int message = hasFront ? 0 : static_cast<int>(kx_gen::kMsgDataNotFound);
   Tell(Code::kDrawing, message, entry.Value(), field.tag, "a drawing that can be shown",
-       Bytes32(entry.length) + " whose lengths do not add up");
+       CountedBytes(entry.length) + " whose lengths do not add up");
 }
 
 void Checker::Tell(Code code, int message, size_t offset, uint32_t tag, const std::string& expected,
@@ -211,8 +207,8 @@ void Checker::TellStop(bool& isFirst) {
   } else if (block_.stop == Stop::kOverrun) {
     const Entry entry = EntryAt(file_, offset);
     TellStructural(isFirst, {Code::kTagOverrun, false, offset, 0, 0, entry.tag, 0,
-                             "a value of at most " + Bytes32(block_.end - entry.Value()),
-                             Bytes32(entry.length)});
+                             "a value of at most " + CountedBytes(block_.end - entry.Value()),
+                             CountedBytes(entry.length)});
   }
 }
 

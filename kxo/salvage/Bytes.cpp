@@ -4,6 +4,10 @@
 
 namespace kxo::salvage {
 
+std::string CountedBytes(uint64_t count) {
+  return std::to_string(count) + (count == 1 ? " byte" : " bytes");
+}
+
 std::string Hex(const unsigned char* bytes, size_t count) {
   constexpr const char* kDigits = "0123456789ABCDEF";
   std::string text;

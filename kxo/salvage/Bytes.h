@@ -48,6 +48,8 @@ inline size_t FindByte(Bytes file, size_t pos, size_t end, unsigned char byte) {
   return static_cast<size_t>(static_cast<const unsigned char*>(found) - file.data());
 }
 
+std::string CountedBytes(uint64_t count);  ///< "1 byte", "2 bytes".
+
 /// Bytes in hex, "50 4B 03 04"; where the file ends before them, this is said.
 std::string Hex(Bytes file, size_t pos, size_t count);
 std::string Hex(const unsigned char* bytes, size_t count);

@@ -24,10 +24,6 @@ uint64_t SlotsBegin(size_t entries) {
   return static_cast<uint64_t>(format::kHeaderTablePos) + size;
 }
 
-std::string Bytes32(uint64_t count) {
-  return std::to_string(count) + (count == 1 ? " byte" : " bytes");
-}
-
 /// Whether one byte is all in which two numbers differ.
 bool DifferInOneByte(uint32_t a, uint32_t b) {
   int count = 0;
@@ -77,7 +73,8 @@ RowArea Front::Read() {
 bool Front::ReadInfo() {
   if (file_.size() < format::kDbInfoSize) {
     Tell(Code::kTooShort, kx_gen::kMsgCheckCode, 0,
-         "an information block of " + Bytes32(format::kDbInfoSize), Bytes32(file_.size()));
+         "an information block of " + CountedBytes(format::kDbInfoSize),
+         CountedBytes(file_.size()));
     return false;
   }
   version_ = ShortNumber(file_, format::kVersionOffset);
@@ -161,7 +158,7 @@ void Front::CheckSlotSizes() {
     if (entry.size >= least) continue;
     teller_.Tell({Code::kSlotSmall, true, entry.offset + kEntrySizeOffset, 0, entry.id,
                   std::nullopt, kx_gen::kMsgHeaderSizeChanged,
-                  "a slot of at least " + Bytes32(least), Bytes32(entry.size)});
+                  "a slot of at least " + CountedBytes(least), CountedBytes(entry.size)});
   }
 }
 
@@ -307,15 +304,15 @@ bool Front::CheckSlot(const TableEntry& entry) {
   }
   const uint32_t length = Number(file_, slot);
   if (static_cast<uint64_t>(length) + format::kSlotLengthSize > entry.size) {
-    teller_.Tell({Code::kSlotLength, true, slot, 0, entry.id, std::nullopt,
-                  kx_gen::kMsgRecordedHeaderTooBig,
-                  "a block that fits its slot of " + Bytes32(entry.size), Bytes32(length)});
+    teller_.Tell(
+        {Code::kSlotLength, true, slot, 0, entry.id, std::nullopt, kx_gen::kMsgRecordedHeaderTooBig,
+         "a block that fits its slot of " + CountedBytes(entry.size), CountedBytes(length)});
     return false;
   }
   const size_t begin = slot + format::kSlotLengthSize;
   if (!Holds(file_.size(), begin, length)) {
-    cut.expected = "a block of " + Bytes32(length);
-    cut.found = Bytes32(file_.size() - begin);
+    cut.expected = "a block of " + CountedBytes(length);
+    cut.found = CountedBytes(file_.size() - begin);
     teller_.Tell(cut);
     return false;
   }
@@ -467,7 +464,7 @@ void Front::CheckExtra(const Place& place) {
   } else if (!libraryPlace_) {
     Tell(Code::kExtraCut, kx_gen::kMsgReadError, extra,
          std::to_string(Number(file_, extra)) + " deleted ids",
-         Bytes32(file_.size() - extra - ExtraSize()));
+         CountedBytes(file_.size() - extra - ExtraSize()));
   }
   const bool hasOtherCount =
       isOutline && place.hasExtra && place.extra == extra && Number(file_, extra) != place.idCount;

@@ -109,9 +109,8 @@ bool Mender::RepairText(const Piece& piece, Value& value, Loss& loss) const {
 std::vector<const Field*> Mender::Missing(const std::vector<Value>& values) const {
   std::vector<const Field*> missing;
   for (const Field& field : fields_) {
-    const bool isThere = std::any_of(values.begin(), values.end(), [&](const Value& value) {
-      return value.tag == field.tag;
-    });
+    const bool isThere = std::any_of(values.begin(), values.end(),
+                                     [&](const Value& value) { return value.tag == field.tag; });
     if (!isThere && field.presence != Presence::kOptional) missing.push_back(&field);
   }
   return missing;

@@ -46,8 +46,7 @@ uint32_t NumberOf(Bytes value) {
 void MarkDeleted(std::vector<unsigned char>& block) {
   const Bytes flags = ValueIn(block, format::kTagFlagByte);
   if (!flags.empty()) {
-    block[static_cast<size_t>(flags.data() - block.data())] |=
-        format::flagMask(format::kDelBitPos);
+    block[static_cast<size_t>(flags.data() - block.data())] |= format::flagMask(format::kDelBitPos);
   }
 }
 
@@ -132,9 +131,8 @@ void Rebuilder::OnHeader(const HeaderPart& part) {
   if (header != nullptr) {
     FillHeader(part, *header);
     const auto used = static_cast<uint32_t>(header->getTaggedDataManager().size());
-    const uint32_t least =
-        std::max(HeaderSize(overview_.kind, part.id),
-                 static_cast<uint32_t>(used + format::kSlotLengthSize));
+    const uint32_t least = std::max(HeaderSize(overview_.kind, part.id),
+                                    static_cast<uint32_t>(used + format::kSlotLengthSize));
     size = std::max(least, size <= kKnownSlotSizeMax ? size : least);
   }
   headers.AddHeader({part.id, size});

@@ -13,8 +13,7 @@ std::string PlaceOf(const Told& told, const Overview& overview) {
     place = NameOfHeader(told.header);
   }
   if (told.tag) {
-    const Fields fields =
-        told.header != 0 ? HeaderFields(told.header) : RowFields(overview.kind);
+    const Fields fields = told.header != 0 ? HeaderFields(told.header) : RowFields(overview.kind);
     place += (place.empty() ? "" : ", ") + NameOfTag(fields, *told.tag);
   }
   return place.empty() ? place : " (" + place + ")";

@@ -12,10 +12,6 @@ namespace {
 
 constexpr size_t kRowFrontSize = format::kRowTagSize + format::kRowLengthSize;
 
-std::string Bytes32(uint64_t count) {
-  return std::to_string(count) + (count == 1 ? " byte" : " bytes");
-}
-
 std::string StartTag() { return "the start tag " + Hex(format::kRowStartTag, format::kRowTagSize); }
 std::string EndTag() { return "the end tag " + Hex(format::kRowEndTag, format::kRowTagSize); }
 
@@ -65,7 +61,7 @@ void Rows::TakeAstray(size_t offset, bool isWanted) {
     return;
   }
   teller_.Tell({Code::kRowAstray, true, offset, count_ + 1, 0, std::nullopt, 0,
-                "the rest of a slot", "a row of " + Bytes32(frame.End() - offset)});
+                "the rest of a slot", "a row of " + CountedBytes(frame.End() - offset)});
   ++astrayCount_;
   ScanBlock(file_, frame.BlockBegin(), frame.BlockEnd(), block_);
   TakeFrame(frame);
@@ -89,14 +85,18 @@ void Rows::TellBehind(size_t offset) {
   teller_.Tell({Code::kBehindRows, false, offset, 0, 0, std::nullopt, 0,
                 "the end of the file behind " + std::to_string(Declared()) +
                     (Declared() == 1 ? " row" : " rows"),
-                Bytes32(file_.size() - offset) + " more"});
+                CountedBytes(file_.size() - offset) + " more"});
 }
 
+/// The library does not come by the rows that went astray.
 void Rows::TellMissing() {
-  if (count_ >= Declared()) return;
+  const size_t there = isLibraryHere_ ? LibraryCount() : count_;
+  if (there >= Declared()) return;
   const int message = isLibraryHere_ ? static_cast<int>(kx_gen::kMsgReadError) : 0;
-  teller_.Tell({Code::kRowsMissing, true, file_.size(), count_ + 1, 0, std::nullopt, message,
-                std::to_string(Declared()) + " rows", std::to_string(count_)});
+  teller_.Tell({Code::kRowsMissing, true, file_.size(), there + 1, 0, std::nullopt, message,
+                std::to_string(Declared()) + (Declared() == 1 ? " row" : " rows") +
+                    (there < count_ ? " where rows begin" : ""),
+                std::to_string(there)});
 }
 
 Owner Rows::OwnerOf(size_t offset) const { return {fields_, offset, count_, 0, IsError()}; }
@@ -148,8 +148,7 @@ bool Rows::IsFalseFrame(const Frame& frame, size_t& row) {
   for (row = frame.BlockBegin(); row < frame.BlockEnd(); ++row) {
     row = NextLikelyRow(file_, row, frame.BlockEnd());
     const bool followsRow = row >= frame.BlockBegin() + format::kRowTagSize &&
-                            row < frame.BlockEnd() &&
-                            IsRowEnd(file_, row - format::kRowTagSize);
+                            row < frame.BlockEnd() && IsRowEnd(file_, row - format::kRowTagSize);
     if (followsRow && FrameAt(file_, row).IsWhole()) return true;
   }
   return false;
@@ -199,8 +198,9 @@ Finding Rows::WhatIsWrong(const Frame& frame) const {
   }
   finding.offset = frame.begin + format::kRowTagSize;
   if (!frame.hasLength || !frame.fits) {
-    finding.expected = frame.hasLength ? "a row of " + Bytes32(frame.length) : "a row's length";
-    finding.found = frame.hasLength ? Bytes32(file_.size() - frame.BlockBegin())
+    finding.expected =
+        frame.hasLength ? "a row of " + CountedBytes(frame.length) : "a row's length";
+    finding.found = frame.hasLength ? CountedBytes(file_.size() - frame.BlockBegin())
                                     : Hex(file_, finding.offset, format::kRowLengthSize);
     return finding;
   }
@@ -223,7 +223,7 @@ Finding Rows::WrongLength(const Frame& frame, size_t row) const {
           std::nullopt,
           0,
           "a row that ends ahead of the next one, at " + std::to_string(row),
-          "a length of " + Bytes32(frame.length)};
+          "a length of " + CountedBytes(frame.length)};
 }
 
 // --- Stretches without a frame ---
@@ -248,7 +248,7 @@ void Rows::SkipTo(size_t offset) {
   const Gap gap = {toldTo_, offset - toldTo_};
   toldTo_ = offset;
   teller_.Tell({Code::kGap, IsError(), gap.offset, 0, 0, std::nullopt, 0, "rows",
-                Bytes32(gap.size) + " of no row that can be read"});
+                CountedBytes(gap.size) + " of no row that can be read"});
   teller_.GetReporter().OnGap(gap);
 }
 
@@ -288,8 +288,8 @@ void Rows::TellFrame(const Fragment& fragment) {
   if (declared == length || !fragment.isVerbatim) return;
   frameFinding_->code = Code::kRowLength;
   frameFinding_->offset = pos_ + format::kRowTagSize;
-  frameFinding_->expected = "a row of " + Bytes32(length) + ", up to the end tag";
-  frameFinding_->found = "a length of " + Bytes32(declared);
+  frameFinding_->expected = "a row of " + CountedBytes(length) + ", up to the end tag";
+  frameFinding_->found = "a length of " + CountedBytes(declared);
 }
 
 void Rows::TakePart(const Fragment& fragment) {
@@ -332,7 +332,8 @@ void Rows::ReadLeftovers() {
 void Rows::TakeLeftover(const Frame& frame) {
   const size_t number = count_ + ++teller_.GetTotals().leftovers;
   teller_.Tell({Code::kLeftover, false, frame.begin, number, 0, std::nullopt, 0,
-                "no row outside the declared ones", "a row of " + Bytes32(frame.End() - frame.begin)});
+                "no row outside the declared ones",
+                "a row of " + CountedBytes(frame.End() - frame.begin)});
   ReportLeftover(frame, number);
 }
 

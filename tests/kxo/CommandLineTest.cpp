@@ -14,15 +14,17 @@ TEST_F(CommandLine, HelpTellsCommandsExamplesAndExitCodes) {
   const ProgramRun run = Kxo({"--help"});
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_EQ(run.err, "");
-  for (const char* part : {"Examples:", "Usage: kxo [OPTIONS] COMMAND", "\n  import ", "\n  show ",
-                           "\n  info ", "Exit codes:\n  0  done\n  2  ", "\n  3  ",
-                           "\n  4  another program has the file open"}) {
+  for (const char* part :
+       {"Examples:", "Usage: kxo [OPTIONS] COMMAND", "\n  import ", "\n  show ", "\n  info ",
+        "\n  check ", "\n  recover ",
+        "Exit codes:\n  0  done\n  1  looked, and found something wrong", "\n  2  ", "\n  3  ",
+        "\n  4  another program has the file open", "\n  5  some of several files failed"}) {
     EXPECT_THAT(run.out, HasSubstr(part));
   }
 }
 
 TEST_F(CommandLine, EveryCommandHasHelpThatLeadsWithExamples) {
-  for (const char* command : {"import", "show", "info"}) {
+  for (const char* command : {"import", "show", "info", "check", "recover"}) {
     const ProgramRun run = Kxo({command, "--help"});
     EXPECT_EQ(run.exitCode, 0);
     EXPECT_THAT(run.out, HasSubstr(std::string("  kxo ") + command + " "));

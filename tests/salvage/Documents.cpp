@@ -25,8 +25,9 @@ namespace {
 constexpr size_t kSectorSize = 512;
 
 std::wstring Words(Random& random, size_t count) {
-  static const wchar_t* const kWords[] = {L"oak", L"B\u00FCro", L"\u6771\u4EAC", L"ta", L"PK", L"x",
-                                          L"the long road home", L"\u20AC 20", L"\n"};
+  static const wchar_t* const kWords[] = {L"oak", L"B\u00FCro", L"\u6771\u4EAC",       L"ta",
+                                          L"PK",  L"x",         L"the long road home", L"\u20AC 20",
+                                          L"\n"};
   std::wstring text;
   for (size_t i = 0; i < count; ++i) {
     if (i > 0) text += L' ';
@@ -40,14 +41,15 @@ Bytes Drawing(Random& random) {
   const size_t width = random.Between(1, 60);
   Bytes pixels;
   for (size_t i = 0; i < 4 * width; ++i) pixels.push_back(random.Byte());
-  return kx_test::join({{format::kDrawingVersion},
-                        kx_test::le32(static_cast<uint32_t>(width)),
-                        kx_test::le32(1),
-                        kx_test::le32(static_cast<uint32_t>(pixels.size())),
-                        {32},
-                        kx_test::le32(static_cast<uint32_t>(pixels.size() + format::kCodedFrontSize)),
-                        {format::kCodedPlain, 0, 0, 0},
-                        pixels});
+  return kx_test::join(
+      {{format::kDrawingVersion},
+       kx_test::le32(static_cast<uint32_t>(width)),
+       kx_test::le32(1),
+       kx_test::le32(static_cast<uint32_t>(pixels.size())),
+       {32},
+       kx_test::le32(static_cast<uint32_t>(pixels.size() + format::kCodedFrontSize)),
+       {format::kCodedPlain, 0, 0, 0},
+       pixels});
 }
 
 void SetBytes(CDBRecord& row, unsigned long tag, const Bytes& bytes) {

@@ -26,7 +26,8 @@ class Random {
 };
 
 /// A sound document of this kind as the library writes it: texts and notes of many lengths, some
-/// drawings, deleted rows, values that only other programs know, deleted ids. No two rows are alike.
+/// drawings, deleted rows, values that only other programs know, deleted ids. No two rows are
+/// alike.
 Bytes GeneratedDocument(kxo::salvage::Kind kind, size_t rows);
 
 /// A row's place in a file.

@@ -37,8 +37,8 @@ struct Rate {
   }
 };
 
-/// Whether the row has all values of the other one. A row that lacked a field which readers need has
-/// been given it.
+/// Whether the row has all values of the other one. A row that lacked a field which readers need
+/// has been given it.
 bool HasValuesOf(const Bytes& row, const Bytes& other) {
   kxo::salvage::Block block;
   kxo::salvage::ScanBlock(other, 0, other.size(), block);
@@ -92,7 +92,7 @@ class RecoveryRate : public kx_test::KxTest,
     std::printf("%-18s %3d  %-22s %6zu files  %8zu of %8zu rows  %9.5f %%\n",
                 NameOf(GetDamage()).c_str(), GetCount(), what.c_str(), rate.files, rate.recovered,
                 rate.whole, 100 * rate.Share());
-    for (uint32_t seed:rate.seeds) std::printf(" %u", seed);
+    for (uint32_t seed : rate.seeds) std::printf(" %u", seed);
     std::printf("\n");
   }
 };

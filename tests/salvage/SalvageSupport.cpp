@@ -245,9 +245,8 @@ bool LibraryReading::Fails() const {
 
 Recovered Recover(const Bytes& bytes, salvage::RebuildOptions options, std::optional<Kind> kind) {
   Recovered recovered;
-  salvage::Rebuilder rebuilder(bytes, options, [&](const salvage::Loss& loss) {
-    recovered.losses.push_back(loss);
-  });
+  salvage::Rebuilder rebuilder(
+      bytes, options, [&](const salvage::Loss& loss) { recovered.losses.push_back(loss); });
   recovered.isDocument = salvage::ReadFile(bytes, kind, rebuilder).isDocument;
   recovered.counts = rebuilder.GetRows();
   if (!recovered.isDocument) return recovered;
