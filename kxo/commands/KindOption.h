@@ -9,7 +9,7 @@ namespace kxo {
 
 /// `kind` stays empty when the file itself is to tell.
 inline void AddKindOption(CLI::App& command, std::string& kind) {
-  command.add_option("--kind", kind, "What it is: outline, memory or category; else it is guessed")
+  command.add_option("--kind", kind, "Read it as one of this kind; else the kind is guessed")
       ->type_name("KIND")
       ->check(CLI::IsMember({"outline", "memory", "category"}));
 }

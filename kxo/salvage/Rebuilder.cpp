@@ -279,8 +279,8 @@ void Rebuilder::OnGap(const Gap& gap) {
 }
 
 void Rebuilder::OnEnd(const Totals& totals) {
+  if (!totals.isDocument) return;
   TellMissingRows(totals);
-  if (db_ == nullptr) return;
   if (largestCategoryId_ != 0) static_cast<Category&>(*db_).lastId = largestCategoryId_;
   db_->CDatabase::InitNewDatabase();
   nextRow_ = std::make_unique<NextRow>(*this);

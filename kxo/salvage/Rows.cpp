@@ -93,7 +93,7 @@ void Rows::TellMissing() {
   const size_t there = isLibraryHere_ ? LibraryCount() : count_;
   if (there >= Declared()) return;
   const int message = isLibraryHere_ ? static_cast<int>(kx_gen::kMsgReadError) : 0;
-  teller_.Tell({Code::kRowsMissing, true, file_.size(), there + 1, 0, std::nullopt, message,
+  teller_.Tell({Code::kRowsMissing, true, file_.size(), count_ + 1, 0, std::nullopt, message,
                 std::to_string(Declared()) + (Declared() == 1 ? " row" : " rows") +
                     (there < count_ ? " where rows begin" : ""),
                 std::to_string(there)});

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <tuple>
 
+#include "Documents.h"
 #include "SalvageSupport.h"
 
 namespace kxo_test {
@@ -24,12 +25,13 @@ class SalvageAgreement : public kx_test::KxTest {
     std::filesystem::create_directory("FileIO.txt");
   }
 
-  static void ExpectAgreement(const Bytes& bytes, Kind kind) {
-    Recorder reader(bytes);
-    salvage::ReadFile(bytes, kind, reader);
-    EXPECT_EQ(Disagreement(ReadWithLibrary(bytes, kind), reader), "");
-  }
 };
+
+void ExpectAgreement(const Bytes& bytes, Kind kind) {
+  Recorder reader(bytes);
+  salvage::ReadFile(bytes, kind, reader);
+  EXPECT_EQ(Disagreement(ReadWithLibrary(bytes, kind), reader), "");
+}
 
 class SalvageAgreementOnGolden
     : public SalvageAgreement,
@@ -85,6 +87,38 @@ TEST_P(SalvageAgreementOnGolden, EveryChangeOfOneByte) {
     bytes[offset] = sound;
   }
 }
+
+void ExpectAgreementOnDamaged(const Bytes& sound, Kind kind, uint32_t seeds) {
+  for (const Damage damage : kDamages) {
+    for (uint32_t seed = 1; seed <= seeds; ++seed) {
+      Random random(seed);
+      DamagedFile file(sound, kind);
+      const size_t damages = 1 + seed % 4;
+      for (size_t i = 0; i < damages; ++i) file.Suffer(damage, random);
+      SCOPED_TRACE(NameOf(damage) + ", seed " + std::to_string(seed));
+      ExpectAgreement(file.GetBytes(), kind);
+      if (::testing::Test::HasFailure()) return;
+    }
+  }
+}
+
+TEST_P(SalvageAgreementOnGolden, EveryKindOfDamageToIt) {
+  ExpectAgreementOnDamaged(GetFile(), GetKind(), 200);
+}
+
+class SalvageAgreementOnGenerated : public SalvageAgreement,
+                                    public ::testing::WithParamInterface<Kind> {};
+
+TEST_P(SalvageAgreementOnGenerated, EveryKindOfDamageToIt) {
+  ExpectAgreementOnDamaged(GeneratedDocument(GetParam(), 20), GetParam(), 100);
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, SalvageAgreementOnGenerated,
+                         ::testing::Values(Kind::kOutline, Kind::kMemory, Kind::kCategory),
+                         [](const auto& info) {
+                           const std::string name = salvage::NameOf(info.param);
+                           return name.substr(0, name.find(' '));
+                         });
 
 std::vector<std::tuple<Kind, std::string>> AllGolden() {
   std::vector<std::tuple<Kind, std::string>> all;

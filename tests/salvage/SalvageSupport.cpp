@@ -332,16 +332,27 @@ bool IsOneRowOfSeveral(const Finding* finding) {
   return finding != nullptr && finding->code == Code::kRowLength && finding->message == 0;
 }
 
+/// The reader counts rows that went astray into a slot, first of all; the library does not come by
+/// them.
+size_t AstrayCount(const Recorder& reader) {
+  return static_cast<size_t>(
+      std::count_if(reader.findings.begin(), reader.findings.end(),
+                    [](const Finding& finding) { return finding.code == Code::kRowAstray; }));
+}
+
 std::string ComparedRows(const LibraryReading& library, const Recorder& reader) {
+  const size_t astray = AstrayCount(reader);
   const Finding* failure =
       FirstError(reader, [](const Finding& finding) { return IsRows(finding.code); });
   if (IsOneRowOfSeveral(failure)) return library.Fails() ? "" : "only " + Shown(*failure) + "\n";
   std::string all = Compared("rows", library.rows, failure);
-  if (failure != nullptr && library.rows != 0 && failure->row != library.failedRow) {
+  const size_t failedRow =
+      failure == nullptr || failure->row == 0 ? 0 : failure->row - std::min(failure->row, astray);
+  if (failure != nullptr && library.rows != 0 && failedRow != library.failedRow) {
     all += "row " + std::to_string(library.failedRow) + " fails, not " + Shown(*failure) + "\n";
   }
   for (size_t i = 0; i < library.rowFields.size(); ++i) {
-    const size_t row = i + 1;
+    const size_t row = astray + i + 1;
     const Finding* finding =
         FirstError(reader, [row](const Finding& f) { return f.row == row && IsBlock(f.code); });
     if ((finding != nullptr) != (library.rowFields[i] != 0)) {
