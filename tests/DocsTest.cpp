@@ -275,5 +275,26 @@ TEST(DocsTest, EveryFunctionThatTheFlatPageNamesIsDeclared) {
   for (const std::string& name : named) EXPECT_EQ(declared.count(name), 1u) << name;
 }
 
+/// The functions in the table of calls of the page about porting.
+std::set<std::string> callsOfPortingPage() {
+  const std::string page = textOf(docsFolder() / "porting.md");
+  const size_t start = page.find("| subject | functions |");
+  const size_t end = page.find("\n\n", start);
+  return matchesIn(page.substr(start, end - start), R"(`(\w+)`)");
+}
+
+TEST(DocsTest, ThePortingPageNamesEveryCallOfThePlatformFolder) {
+  const fs::path platform = sourceFolder() / "fileio" / "platform";
+  const std::string headers = textOf(platform / "posix" / "WinApi.h") +
+                              textOf(platform / "posix" / "WinGdi.h") +
+                              textOf(platform / "FileSearch.h") + textOf(platform / "LocalTime.h");
+  const std::set<std::string> declared =
+      matchesIn(headers, R"((?:^|\n)[A-Za-z_]+ (\w+)\((?!\*))");
+  const std::set<std::string> named = callsOfPortingPage();
+  ASSERT_GT(declared.size(), 50u);
+  for (const std::string& name : declared) EXPECT_EQ(named.count(name), 1u) << name;
+  for (const std::string& name : named) EXPECT_EQ(declared.count(name), 1u) << name;
+}
+
 }  // namespace
 }  // namespace kx_test
