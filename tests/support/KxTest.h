@@ -9,11 +9,10 @@
 #include <string>
 #include <vector>
 
+#include "Bytes.h"
 #include "KX_FileIO.h"
 
 namespace kx_test {
-
-using Bytes = std::vector<unsigned char>;
 
 /// What a call threw, released already.
 struct Thrown {

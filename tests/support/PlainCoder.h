@@ -1,9 +1,11 @@
 /// The coder of drawings once more, written for clarity alone: what the library's is compared with.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <vector>
 
-#include "KxTest.h"
+#include "Bytes.h"
 
 namespace kx_test {
 
