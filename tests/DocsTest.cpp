@@ -288,8 +288,7 @@ TEST(DocsTest, ThePortingPageNamesEveryCallOfThePlatformFolder) {
   const std::string headers = textOf(platform / "posix" / "WinApi.h") +
                               textOf(platform / "posix" / "WinGdi.h") +
                               textOf(platform / "FileSearch.h") + textOf(platform / "LocalTime.h");
-  const std::set<std::string> declared =
-      matchesIn(headers, R"((?:^|\n)[A-Za-z_]+ (\w+)\((?!\*))");
+  const std::set<std::string> declared = matchesIn(headers, R"((?:^|\n)[A-Za-z_]+ (\w+)\((?!\*))");
   const std::set<std::string> named = callsOfPortingPage();
   ASSERT_GT(declared.size(), 50u);
   for (const std::string& name : declared) EXPECT_EQ(named.count(name), 1u) << name;
