@@ -88,9 +88,12 @@ std::string Verdict(const Totals& totals, const Overview& overview, const std::s
     counts += (counts.empty() ? "" : ", ") + Counted(totals.warnings, "warning");
   }
   if (!totals.isDocument) return counts + "; nothing of a document is in it";
-  const std::string advice =
-      totals.errors > 0 ? "kxo recover " + name + " -o OUT makes a document of what is left"
-                        : "it can be read as it is";
+  std::string advice = "it can be read as it is";
+  if (totals.errors > 0) {
+    advice = "kxo recover " + name + " -o OUT makes a document of what is left";
+  } else if (totals.leftovers > 0) {
+    advice = "kxo recover " + name + " -o OUT takes the rows behind the last one too";
+  }
   return counts + " (" + kind + "); " + advice;
 }
 

@@ -36,7 +36,7 @@ struct RecoverOptions {
   std::string in;
   std::string out;
   std::string kind;
-  bool leftovers = false;
+  bool noLeftovers = false;
   bool force = false;
   bool json = false;
 };
@@ -132,7 +132,7 @@ void Destination::CheckWritten(const Rebuilder& rebuilder, const fs::path& path)
   const std::vector<unsigned char> bytes = ReadInput(session_, NameOf(path));
   const Totals totals = ReadFile(bytes, rebuilder.GetKind(), nobody);
   const salvage::RebuiltRows& rows = rebuilder.GetRows();
-  if (totals.errors == 0 && totals.rows == rows.whole + rows.partial) return;
+  if (totals.errors == 0 && totals.rows == rows.Count()) return;
   throw FileFailure(kExitSystem, name_, "reads back otherwise than it was written",
                     "check the disk");
 }
@@ -185,6 +185,7 @@ Json SummaryOf(const Rebuilder& rebuilder, const Totals& totals, bool isWritten)
   json["written"] = isWritten;
   json["kind"] = NameOf(rebuilder.GetKind());
   json["rowsWhole"] = rebuilder.GetRows().whole;
+  json["rowsMended"] = rebuilder.GetRows().mended;
   json["rowsInPart"] = rebuilder.GetRows().partial;
   json["rowsLeftOut"] = rebuilder.GetRows().leftBehind;
   json["deletedIds"] = rebuilder.GetDeletedIdCount();
@@ -194,8 +195,8 @@ Json SummaryOf(const Rebuilder& rebuilder, const Totals& totals, bool isWritten)
 
 std::string Verdict(const Rebuilder& rebuilder, const LossTeller& losses) {
   const salvage::RebuiltRows& rows = rebuilder.GetRows();
-  std::string verdict =
-      NameOf(rebuilder.GetKind()) + ", " + Counted(rows.whole + rows.partial, "row");
+  std::string verdict = NameOf(rebuilder.GetKind()) + ", " + Counted(rows.Count(), "row");
+  if (rows.mended > 0) verdict += ", " + std::to_string(rows.mended) + " of them mended";
   if (rows.partial > 0) verdict += ", " + std::to_string(rows.partial) + " of them in part";
   return verdict + (losses.GetCount() == 0 ? ", nothing lost" : "");
 }
@@ -204,7 +205,7 @@ void RunRecover(const Session& session, const RecoverOptions& options) {
   Destination destination(session, options);
   const std::vector<unsigned char> bytes = ReadInput(session, options.in);
   LossTeller losses(options);
-  Rebuilder rebuilder(bytes, {options.leftovers},
+  Rebuilder rebuilder(bytes, {!options.noLeftovers},
                       [&](const Loss& loss) { losses.Tell(loss, rebuilder.GetOverview()); });
   const Totals totals = WhileWriting(InputName(options.out), [&] {
     return ReadFile(bytes, salvage::KindOf(options.kind), rebuilder);
@@ -229,21 +230,21 @@ void AddRecover(CLI::App& app, ChosenCommand& chosen) {
       "Makes a document of what is left of a damaged one, which stays as it is.\n\n"
       "Examples:\n"
       "  kxo recover plan.kxo -o saved.kxo\n"
-      "  kxo recover plan.kxo -o saved.kxo --leftovers      rows behind the end too\n"
       "  kxo recover plan.kxo -o saved.kxo --json | jq '.losses[].what'\n"
       "  kxo recover - -o - < plan.kxo > saved.kxo\n\n"
       "Headers are kept where they can be read, and every row that can be found anywhere in the\n"
-      "file; of a damaged row as much as its tags lead to. Each loss is told. What was deleted\n"
-      "does not come back: deleted rows stay marked as deleted, ids in the list of deleted ones\n"
-      "stay there, and rows behind the last one that the file declares, which a save that was\n"
-      "interrupted may have left there, are left out. --leftovers takes them, those whose ids\n"
-      "are in the list marked as deleted.\n");
+      "file; of a damaged row as much as its tags lead to. Each loss is told, in a line on\n"
+      "standard error or as JSON on standard output; the exit code is 0 once OUT is written.\n"
+      "What was deleted does not come back untold: deleted rows stay marked as deleted, ids in\n"
+      "the list of deleted ones stay there, and rows behind the last one that the file declares,\n"
+      "which a save that was interrupted may have left there, are told of; those whose ids are\n"
+      "in the list are marked as deleted.\n");
   command->add_option("FILE", options->in, "The damaged document; - is standard input")->required();
   command->add_option("-o,--output", options->out, "The document to make; - is standard output")
       ->type_name("OUT")
       ->required();
-  command->add_flag("--leftovers", options->leftovers,
-                    "Also take rows behind the last one that the file declares");
+  command->add_flag("--no-leftovers", options->noLeftovers,
+                    "Leave out rows behind the last one that the file declares");
   command->add_flag("--force", options->force, "Replace OUT if it exists");
   command->add_flag("--json", options->json, "Print the losses as JSON");
   AddKindOption(*command, options->kind);

@@ -24,6 +24,11 @@ uint64_t SlotsBegin(size_t entries) {
   return static_cast<uint64_t>(format::kHeaderTablePos) + size;
 }
 
+bool IsFieldOf(uint16_t header, uint32_t tag, uint32_t length) {
+  const Field* field = FindField(HeaderFields(header), tag);
+  return field != nullptr && (field->type == FieldType::kText || field->size == length);
+}
+
 /// Whether one byte is all in which two numbers differ.
 bool DifferInOneByte(uint32_t a, uint32_t b) {
   int count = 0;
@@ -49,8 +54,9 @@ RowArea Front::Read() {
   CheckSlotSizes();
   const Place place = Locate();
   TellAstray(place);
-  CheckSlots();
-  if (!isTableTrusted_) SearchHeaders(place.hasExtra ? place.extra : place.rows);
+  const size_t headersEnd = place.hasExtra ? place.extra : place.rows;
+  CheckSlots(headersEnd);
+  if (!isTableTrusted_) SearchHeaders(headersEnd);
   CheckExtra(place);
   ReportExtra(place);
   area.isReadable = true;
@@ -271,18 +277,17 @@ bool Front::IsSlotSane(const TableEntry& entry) const {
 
 void Front::TellAstray(const Place& place) {
   if (isTableTrusted_ || !isTableReadable_ || place.rows == file_.size()) return;
-  const size_t end = place.hasExtra ? place.extra : place.rows;
   teller_.Tell({Code::kTableAstray, declaredRows_ > 0, format::kHeaderTablePos, 0, 0, std::nullopt,
-                0, "slots that end ahead of the rows, by offset " + std::to_string(end),
-                "slots that end at " + std::to_string(slotsEnd_)});
+                0, "a header table that leads to the first row, at " + std::to_string(place.rows),
+                "one whose slots end at " + std::to_string(slotsEnd_)});
 }
 
 // --- Slots ---
 
-void Front::CheckSlots() {
+void Front::CheckSlots(size_t headersEnd) {
   for (const TableEntry& entry : table_) {
     const bool isSound = HeaderSize(kind_, entry.id) == 0 || CheckSlot(entry);
-    if (isTableTrusted_) Report(entry, isSound);
+    if (isTableTrusted_) Report(entry, isSound, headersEnd);
   }
 }
 
@@ -346,7 +351,8 @@ void Front::FindAstray(size_t rowsBegin, RowArea& area) const {
   }
 }
 
-void Front::Report(const TableEntry& entry, bool isSound) {
+/// Where bytes are missing ahead of a slot, its block stands elsewhere.
+void Front::Report(const TableEntry& entry, bool isSound, size_t headersEnd) {
   const size_t slot = SumUpTo(file_.size(), 0, entry.slot);
   const size_t end = SumUpTo(file_.size(), 0, entry.slot + entry.size);
   HeaderPart part;
@@ -363,17 +369,26 @@ void Front::Report(const TableEntry& entry, bool isSound) {
   } else if (part.isKnown && Holds(end, slot, format::kSlotLengthSize)) {
     part.pieces = salvager.FromBlock(slot + format::kSlotLengthSize, BlockEndOf(entry, end));
   }
-  if (part.isKnown && !isSound && part.pieces.empty()) {
-    teller_.GetReporter().OnHeaderLost(entry.id);
-    return;
+  if (part.isKnown && !isSound) {
+    const auto count =
+        std::count_if(part.pieces.begin(), part.pieces.end(), [&](const Piece& piece) {
+          return !piece.isCut && IsFieldOf(entry.id, piece.tag, piece.length);
+        });
+    if (ReportFound(entry.id, headersEnd, static_cast<size_t>(count))) return;
+    if (part.pieces.empty()) {
+      teller_.GetReporter().OnHeaderLost(entry.id);
+      return;
+    }
   }
   teller_.GetTotals().isDocument = true;
   teller_.GetReporter().OnHeader(part);
 }
 
-/// Of a damaged block: by its length, unless its entries lead further than that.
+/// Of a damaged block: by its length, unless its entries lead further than that. Where bytes are
+/// missing, rows may stand in its slot.
 size_t Front::BlockEndOf(const TableEntry& entry, size_t slotEnd) const {
   const size_t begin = static_cast<size_t>(entry.slot) + format::kSlotLengthSize;
+  slotEnd = NextLikelyRow(file_, begin, slotEnd);
   const uint32_t length = Number(file_, begin - format::kSlotLengthSize);
   if (!Holds(slotEnd, begin, length)) return slotEnd;
   Block block;
@@ -385,28 +400,32 @@ size_t Front::BlockEndOf(const TableEntry& entry, size_t slotEnd) const {
 
 void Front::SearchHeaders(size_t end) {
   for (const uint16_t id : HeadersOf(kind_)) {
-    Block block;
-    const bool isConduit = id == format::kConduitHeaderId;
-    const bool isFound =
-        isConduit ? FindConduitBlock(block) : FindBlockOf(HeaderFields(id), end, block);
-    if (!isFound) {
-      if (!isConduit) teller_.GetReporter().OnHeaderLost(id);
-      continue;
-    }
-    const size_t slot = block.begin - format::kSlotLengthSize;
-    Salvager salvager(file_, HeaderFields(id));
-    HeaderPart part;
-    part.id = id;
-    part.slotSize = HeaderSize(kind_, id);
-    part.offset = slot;
-    part.isKnown = true;
-    const Owner owner = {HeaderFields(id), slot, 0, id, true};
-    part.isSound = CheckBlock(file_, block, owner, [](const Finding&) {});
-    part.block = file_.subspan(block.begin, block.end - block.begin);
-    if (!part.isSound) part.pieces = salvager.FromBlock(block.begin, block.end);
-    teller_.GetTotals().isDocument = true;
-    teller_.GetReporter().OnHeader(part);
+    const bool isFound = ReportFound(id, end, 1);
+    if (!isFound && id != format::kConduitHeaderId) teller_.GetReporter().OnHeaderLost(id);
   }
+}
+
+/// Looks for a block with more than `count` of the header's fields.
+bool Front::ReportFound(uint16_t id, size_t end, size_t count) {
+  Block block;
+  const bool isConduit = id == format::kConduitHeaderId;
+  const bool isFound =
+      isConduit ? !isTableTrusted_ && FindConduitBlock(block) : FindBlockOf(id, end, count, block);
+  if (!isFound) return false;
+  const size_t slot = block.begin - format::kSlotLengthSize;
+  Salvager salvager(file_, HeaderFields(id));
+  HeaderPart part;
+  part.id = id;
+  part.slotSize = HeaderSize(kind_, id);
+  part.offset = slot;
+  part.isKnown = true;
+  const Owner owner = {HeaderFields(id), slot, 0, id, true};
+  part.isSound = CheckBlock(file_, block, owner, [](const Finding&) {});
+  part.block = file_.subspan(block.begin, block.end - block.begin);
+  if (!part.isSound) part.pieces = salvager.FromBlock(block.begin, block.end);
+  teller_.GetTotals().isDocument = true;
+  teller_.GetReporter().OnHeader(part);
+  return true;
 }
 
 /// The conduit header's fields are its own, so that only its usual place tells it.
@@ -422,10 +441,10 @@ bool Front::FindConduitBlock(Block& block) const {
   return block.stop == Stop::kEnd && !block.entries.empty();
 }
 
-/// The block ahead of `end` whose length is right and that has most of these fields, two at least.
-bool Front::FindBlockOf(Fields fields, size_t end, Block& best) const {
+/// The block ahead of `end` whose length is right and that has most of the header's fields.
+bool Front::FindBlockOf(uint16_t id, size_t end, size_t count, Block& best) const {
   constexpr size_t kEntriesMax = 1u << 20;  // looked at in all
-  int bestScore = 1;
+  size_t bestScore = count;
   size_t entriesSeen = 0;
   Block block;
   for (size_t pos = SlotsBegin(0); pos < end && entriesSeen < kEntriesMax; ++pos) {
@@ -435,20 +454,25 @@ bool Front::FindBlockOf(Fields fields, size_t end, Block& best) const {
     if (!Holds(end, begin, length)) continue;
     ScanBlock(file_, begin, begin + length, block);
     entriesSeen += block.entries.size();
-    const int score = block.stop == Stop::kEnd ? ScoreOf(block, fields) : 0;
-    if (score <= bestScore) continue;
+    const size_t score = block.stop == Stop::kEnd ? ScoreOf(block, id) : 0;
+    if (score <= bestScore || IsOfOtherHeader(block, id, score)) continue;
     bestScore = score;
     std::swap(best, block);
   }
-  return bestScore > 1;
+  return bestScore > count;
 }
 
-int Front::ScoreOf(const Block& block, Fields fields) const {
-  return static_cast<int>(
-      std::count_if(block.entries.begin(), block.entries.end(), [&](const Entry& entry) {
-        const Field* field = FindField(fields, entry.tag);
-        return field != nullptr && (field->type == FieldType::kText || field->size == entry.length);
-      }));
+/// Headers share the numbers of their tags.
+bool Front::IsOfOtherHeader(const Block& block, uint16_t id, size_t score) const {
+  const auto headers = HeadersOf(kind_);
+  return std::any_of(headers.begin(), headers.end(),
+                     [&](uint16_t other) { return other != id && ScoreOf(block, other) >= score; });
+}
+
+size_t Front::ScoreOf(const Block& block, uint16_t id) const {
+  return static_cast<size_t>(
+      std::count_if(block.entries.begin(), block.entries.end(),
+                    [id](const Entry& entry) { return IsFieldOf(id, entry.tag, entry.length); }));
 }
 
 // --- Between slots and rows ---
@@ -464,7 +488,8 @@ void Front::CheckExtra(const Place& place) {
   } else if (!libraryPlace_) {
     Tell(Code::kExtraCut, kx_gen::kMsgReadError, extra,
          std::to_string(Number(file_, extra)) + " deleted ids",
-         CountedBytes(file_.size() - extra - ExtraSize()));
+         "room for " +
+             std::to_string((file_.size() - extra - ExtraSize()) / format::kDeletedIdSize));
   }
   const bool hasOtherCount =
       isOutline && place.hasExtra && place.extra == extra && Number(file_, extra) != place.idCount;

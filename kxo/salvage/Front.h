@@ -63,16 +63,18 @@ class Front {
   size_t ExtraSize() const;
   uint64_t DefaultSlotsEnd() const;
 
-  void CheckSlots();
+  void CheckSlots(size_t headersEnd);
   bool CheckSlot(const TableEntry& entry);
   void CheckFill(const TableEntry& entry, size_t used);
   void FindAstray(size_t rowsBegin, RowArea& area) const;
-  void Report(const TableEntry& entry, bool isSound);
+  void Report(const TableEntry& entry, bool isSound, size_t headersEnd);
   size_t BlockEndOf(const TableEntry& entry, size_t slotEnd) const;
   void SearchHeaders(size_t end);
   bool FindConduitBlock(Block& block) const;
-  bool FindBlockOf(Fields fields, size_t end, Block& block) const;
-  int ScoreOf(const Block& block, Fields fields) const;
+  bool ReportFound(uint16_t id, size_t end, size_t count);
+  bool FindBlockOf(uint16_t id, size_t end, size_t count, Block& best) const;
+  bool IsOfOtherHeader(const Block& block, uint16_t id, size_t score) const;
+  size_t ScoreOf(const Block& block, uint16_t id) const;
 
   void CheckExtra(const Place& place);
   void ReportExtra(const Place& place);

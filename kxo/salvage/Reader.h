@@ -53,6 +53,10 @@ struct RowPart {
   bool isSound = false;           ///< The block can be kept as it stands.
   Bytes block;                    ///< Of a sound one.
   std::span<const Piece> pieces;  ///< Of a damaged one.
+  // Of a damaged one.
+  size_t unread = 0;        ///< Bytes that are part of no piece.
+  size_t unreadOffset = 0;  ///< Of the first of them.
+  bool isEndLost = false;   ///< No end tag stands behind it, nor anything in its place.
 };
 
 /// Bytes among the rows that are part of none.

@@ -1,6 +1,8 @@
 #include "salvage/Rebuilder.h"
 
 #include <algorithm>
+#include <functional>
+#include <string_view>
 
 #include "Text.h"
 
@@ -41,6 +43,11 @@ Bytes ValueIn(Bytes block, uint32_t tag) {
 uint32_t NumberOf(Bytes value) {
   return static_cast<uint32_t>(
       kx_gen::getLittleEndian(value.data(), std::min<size_t>(value.size(), 4)));
+}
+
+uint64_t HashOf(Bytes bytes) {
+  const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  return std::hash<std::string_view>()(text);
 }
 
 void MarkDeleted(std::vector<unsigned char>& block) {
@@ -118,6 +125,12 @@ void Rebuilder::OnFinding(const Finding& finding) {
   if (finding.code == Code::kTableCut || finding.code == Code::kTableAstray) {
     Lose("table", finding.offset,
          "the header table cannot be used: headers that only other programs know are lost");
+  } else if (finding.code == Code::kTextNull) {
+    sink_({"text", finding.offset, finding.row, finding.header, finding.tag,
+           "a 00 stands in it, behind which programs show nothing; kept so"});
+  } else if (finding.code == Code::kDrawingPixels) {
+    sink_({"drawing", finding.offset, finding.row, finding.header, finding.tag,
+           "its pixels are more or fewer than it says; kept so"});
   }
 }
 
@@ -197,10 +210,16 @@ void Rebuilder::OnExtra(const ExtraPart& part) {
 // --- Rows ---
 
 void Rebuilder::OnRow(const RowPart& part) {
+  const bool isLeftover = part.place == RowPlace::kLeftover;
   if (!IsWanted(part)) {
     if (counts_.leftBehind++ == 0) firstLeftBehind_ = part.offset;
     return;
   }
+  if (isLeftover && counts_.leftovers++ == 0) firstLeftover_ = part.offset;
+  Keep(part);
+}
+
+void Rebuilder::Keep(const RowPart& part) {
   Row row;
   row.isSound = part.isSound;
   row.isDeleted = part.place != RowPlace::kDeclared && IsInDeletedList(part);
@@ -216,22 +235,36 @@ void Rebuilder::OnRow(const RowPart& part) {
     row.firstPiece = pieces_.size();
     row.pieceCount = part.pieces.size();
     pieces_.insert(pieces_.end(), part.pieces.begin(), part.pieces.end());
-    TellPartial(part);
-    ++counts_.partial;
+    ++(TellPartial(part) ? counts_.partial : counts_.mended);
   }
   if (overview_.kind == Kind::kCategory) RememberCategoryId(part);
   rows_.push_back(row);
 }
 
-void Rebuilder::TellPartial(const RowPart& part) {
+/// Returns whether anything is lost.
+bool Rebuilder::TellPartial(const RowPart& part) {
+  bool isLost = false;
+  const LossSink sink = [&](const Loss& loss) {
+    isLost = true;
+    sink_(loss);
+  };
   Loss loss = {"field", part.offset, part.number, 0, std::nullopt, ""};
   const Mender mender(file_, fields_);
-  const std::vector<Value> values = mender.ValuesOf(part.pieces, loss, sink_);
+  const std::vector<Value> values = mender.ValuesOf(part.pieces, loss, sink);
   for (const Field* field : mender.Missing(values)) {
     loss.tag = field->tag;
     loss.what = InsteadOf(*field);
-    sink_(loss);
+    sink(loss);
   }
+  if (part.unread > 0) {
+    sink({"bytes", part.unreadOffset, part.number, 0, std::nullopt,
+          CountedBytes(part.unread) + " of it cannot be read"});
+  }
+  if (part.isEndLost) {
+    sink({"row-end", part.offset, part.number, 0, std::nullopt,
+          "its end lost, with whatever stood there"});
+  }
+  return isLost;
 }
 
 /// What DefaultOf gives, in words.
@@ -254,8 +287,34 @@ void Rebuilder::RememberCategoryId(const RowPart& part) {
 }
 
 bool Rebuilder::IsWanted(const RowPart& part) {
-  if (part.place == RowPlace::kDeclared || options_.takeLeftovers) return true;
-  return part.place == RowPlace::kBeyond && !IsInDeletedList(part);
+  if (part.place != RowPlace::kLeftover) return true;
+  return options_.takeLeftovers && !IsTakenAlready(part);
+}
+
+/// Whether the same stands among the rows ahead of the leftovers: a save that was interrupted when
+/// rows had moved up leaves the last ones twice.
+bool Rebuilder::IsTakenAlready(const RowPart& part) {
+  constexpr size_t kSameHashMax = 8;  // compared; rows of the same hash may be made in any number
+  if (!part.isSound) return false;
+  if (!areContentsKnown_) LearnContents();
+  const uint64_t hash = HashOf(part.block);
+  auto same = std::lower_bound(rowsByContents_.begin(), rowsByContents_.end(),
+                               std::pair<uint64_t, size_t>(hash, 0));
+  for (size_t i = 0; i < kSameHashMax && same != rowsByContents_.end(); ++i, ++same) {
+    if (same->first != hash) return false;
+    const Row& row = rows_[same->second];
+    if (std::ranges::equal(part.block, file_.subspan(row.block, row.length))) return true;
+  }
+  return false;
+}
+
+void Rebuilder::LearnContents() {
+  areContentsKnown_ = true;
+  for (size_t i = 0; i < rows_.size(); ++i) {
+    if (!rows_[i].isSound) continue;
+    rowsByContents_.emplace_back(HashOf(file_.subspan(rows_[i].block, rows_[i].length)), i);
+  }
+  std::sort(rowsByContents_.begin(), rowsByContents_.end());
 }
 
 bool Rebuilder::IsInDeletedList(const RowPart& part) const {
@@ -293,11 +352,20 @@ void Rebuilder::TellMissingRows(const Totals& totals) {
          "the file declares " + Counted(overview_.declaredRows, "row") + ", and " +
              std::to_string(totals.rows) + " of them can be found");
   }
-  if (counts_.leftBehind > 0) {
-    Lose("leftovers", firstLeftBehind_,
-         Counted(counts_.leftBehind, "row") +
-             " behind the last one that the file declares left out; --leftovers takes them");
+  TellLeftovers();
+}
+
+void Rebuilder::TellLeftovers() {
+  if (counts_.leftovers > 0) {
+    Lose("leftovers-taken", firstLeftover_,
+         Counted(counts_.leftovers, "row") +
+             " behind the last one that the file declares taken too, although deleted ones may be "
+             "among them; --no-leftovers leaves them out");
   }
+  if (counts_.leftBehind == 0) return;
+  Lose("leftovers", firstLeftBehind_,
+       Counted(counts_.leftBehind, "row") + " behind the last one that the file declares left out" +
+           (options_.takeLeftovers ? ": the same stands ahead of it" : ""));
 }
 
 // --- What is written ---

@@ -12,20 +12,25 @@
 namespace kxo::salvage {
 
 struct RebuildOptions {
-  bool takeLeftovers = false;  ///< Also rows behind the last one that the file declares.
+  /// Also rows behind the last one that the file declares, but for those that stand among the
+  /// declared ones too.
+  bool takeLeftovers = true;
 };
 
 /// What became of the rows.
 struct RebuiltRows {
   size_t whole = 0;
+  size_t mended = 0;  ///< Damaged, with nothing lost.
   size_t partial = 0;
-  size_t leftBehind = 0;  ///< Leftovers, and deleted ones among the rows beyond the declared ones.
+  size_t leftovers = 0;   ///< Those among all these.
+  size_t leftBehind = 0;  ///< Other leftovers.
+  size_t Count() const { return whole + mended + partial; }
 };
 
 /// Collects what the library is then to write. The file's bytes must stay until it is written.
-/// Nothing that was deleted comes back: deleted rows stay marked so, the list of deleted ids stays,
-/// rows behind the last declared one are left out unless they are asked for, and a row that is
-/// taken from there although its id is in the list is marked as deleted.
+/// Nothing that was deleted comes back untold: deleted rows stay marked so, the list of deleted ids
+/// stays, and of rows behind the last declared one, which a save that was interrupted may have left
+/// there, it is told that they are taken; those whose ids are in the list are marked as deleted.
 class Rebuilder : public Reporter {
  public:
   Rebuilder(Bytes file, RebuildOptions options, LossSink sink);
@@ -66,9 +71,13 @@ class Rebuilder : public Reporter {
   void FillHeader(const HeaderPart& part, kx_gen::CTaggedDataHeader& header);
   void TellMissingRows(const Totals& totals);
   bool IsWanted(const RowPart& part);
+  void Keep(const RowPart& part);
   bool IsInDeletedList(const RowPart& part) const;
   std::optional<uint32_t> IdOf(const RowPart& part) const;
-  void TellPartial(const RowPart& part);
+  bool TellPartial(const RowPart& part);
+  void TellLeftovers();
+  bool IsTakenAlready(const RowPart& part);
+  void LearnContents();
   std::string InsteadOf(const Field& field) const;
   void RememberCategoryId(const RowPart& part);
   std::vector<unsigned char> BlockOfRow(const Row& row);
@@ -88,7 +97,11 @@ class Rebuilder : public Reporter {
   std::deque<Row> rows_;
   std::deque<Piece> pieces_;
   RebuiltRows counts_;
+  size_t firstLeftover_ = 0;
   size_t firstLeftBehind_ = 0;
+  /// The sound rows ahead of the leftovers, by what is in them; ascending.
+  std::vector<std::pair<uint64_t, size_t>> rowsByContents_;
+  bool areContentsKnown_ = false;
   std::unique_ptr<NextRow> nextRow_;
   // For fields that are lost.
   unsigned char indentBefore_ = 0;

@@ -8,7 +8,8 @@ template <class Told>
 std::string PlaceOf(const Told& told, const Overview& overview) {
   std::string place;
   if (told.row != 0) {
-    place = "row " + std::to_string(told.row) + " of " + std::to_string(overview.declaredRows);
+    place = "row " + std::to_string(told.row);
+    if (told.row <= overview.declaredRows) place += " of " + std::to_string(overview.declaredRows);
   } else if (told.header != 0) {
     place = NameOfHeader(told.header);
   }

@@ -135,7 +135,10 @@ void Rows::TakeFrame(const Frame& frame) {
   part.isSound = CheckBlock(file_, block_, OwnerOf(frame.begin), teller_.GetSink());
   CheckCategoryId();
   part.block = file_.subspan(frame.BlockBegin(), frame.length);
-  if (!part.isSound) part.pieces = salvager_.FromBlock(frame.BlockBegin(), frame.BlockEnd());
+  if (!part.isSound) {
+    part.pieces = salvager_.FromBlock(frame.BlockBegin(), frame.BlockEnd());
+    CountUnread(part, frame.BlockBegin(), frame.BlockEnd());
+  }
   Report(part);
   pos_ = frame.End();
 }
@@ -304,7 +307,23 @@ void Rows::TakePart(const Fragment& fragment) {
     teller_.Tell({Code::kRowPart, IsError(), fragment.begin, count_, 0, std::nullopt, 0,
                   "a whole row", "a part with " + NamesOf(fragment.pieces)});
   }
+  const size_t frameEnd = fragment.isClosed ? format::kRowTagSize : 0;
+  CountUnread(part, fragment.blockBegin, fragment.end - std::min(fragment.end, frameEnd));
+  part.isEndLost = !fragment.isClosed;
   Report(part);
+}
+
+void Rows::CountUnread(RowPart& part, size_t begin, size_t end) {
+  const auto count = [&part](size_t from, size_t to) {
+    if (to <= from) return;
+    if (part.unread == 0) part.unreadOffset = from;
+    part.unread += to - from;
+  };
+  for (const Piece& piece : part.pieces) {
+    count(begin, piece.header);
+    begin = std::max(begin, piece.value + piece.length);
+  }
+  count(begin, end);
 }
 
 std::string Rows::NamesOf(std::span<const Piece> pieces) const {
@@ -346,7 +365,10 @@ void Rows::ReportLeftover(const Frame& frame, size_t number) {
   const Owner owner = {fields_, frame.begin, number, 0, false};
   part.isSound = CheckBlock(file_, block_, owner, [](const Finding&) {});
   part.block = file_.subspan(frame.BlockBegin(), frame.length);
-  if (!part.isSound) part.pieces = salvager_.FromBlock(frame.BlockBegin(), frame.BlockEnd());
+  if (!part.isSound) {
+    part.pieces = salvager_.FromBlock(frame.BlockBegin(), frame.BlockEnd());
+    CountUnread(part, frame.BlockBegin(), frame.BlockEnd());
+  }
   teller_.GetReporter().OnRow(part);
 }
 

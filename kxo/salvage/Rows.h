@@ -55,6 +55,7 @@ class Rows {
   bool BeginsRow(const Fragment& fragment) const;
   bool IsWorthARow(const Fragment& fragment) const;
   void TakePart(const Fragment& fragment);
+  static void CountUnread(RowPart& part, size_t begin, size_t end);
   std::string NamesOf(std::span<const Piece> pieces) const;
   void SkipTo(size_t offset);
   void Report(RowPart& part);

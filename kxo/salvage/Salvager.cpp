@@ -8,6 +8,7 @@ namespace format = kx_gen::format;
 
 namespace {
 
+constexpr int64_t kSectorSize = 512;
 constexpr size_t kRowFrontSize = format::kRowTagSize + format::kRowLengthSize;
 
 /// The next byte that may begin a tag or a frame.
@@ -239,6 +240,8 @@ void Salvager::EmitRun(size_t index, size_t pos, bool isClosed) {
 
 /// Whether pieces with something unreadable between them are of one row: when its length leads to
 /// its end, or to as many bytes beside it as its last entry before the damage is longer or shorter.
+/// Only whole sectors are believed to have come between: of rows that are alike, the beginning of
+/// one and the end of another one seem to belong together too.
 bool Salvager::BelongTogether(size_t pos, bool isClosed) const {
   if (!isStarted_ || !isClosed) return false;
   return pos == declaredEnd_ || (runs_.size() == 2 && HasShiftedTail(pos));
@@ -249,6 +252,7 @@ bool Salvager::HasShiftedTail(size_t pos) const {
   const size_t tail = runs_[1].begin;
   const size_t head = runs_[0].end;
   const auto between = static_cast<int64_t>(tail) - static_cast<int64_t>(head);
+  if (shift > 0 && shift % kSectorSize != 0) return false;
   if (between == shift) return true;
   if (!IsTag(file_, head, tail)) return false;
   return static_cast<int64_t>(format::kTagSize) + EntryAt(file_, head).length + shift == between;

@@ -205,7 +205,12 @@ void DamagedFile::Zero(Random& random) {
   }
 }
 
-void DamagedFile::CutOff(Random& random) { Remove(random.Below(bytes_.size()), bytes_.size()); }
+/// First anywhere, then little by little, lest nothing be left.
+void DamagedFile::CutOff(Random& random) {
+  const size_t most = isCutOff_ ? std::min(bytes_.size(), 2 * kSectorSize) : bytes_.size();
+  isCutOff_ = true;
+  Remove(bytes_.size() - random.Between(1, most), bytes_.size());
+}
 
 void DamagedFile::CutOut(Random& random) {
   const size_t begin = random.Below(bytes_.size());

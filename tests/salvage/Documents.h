@@ -66,6 +66,7 @@ class DamagedFile {
 
   Bytes bytes_;
   std::vector<RowPlace> rows_;
+  bool isCutOff_ = false;
 };
 
 }  // namespace kxo_test

@@ -1,9 +1,11 @@
 // How much is recovered: of documents of 1,000 rows and of the golden files, after 1, 10 and 100
-// damages of each kind, at least 99.9 % of the rows that no damage touched.
+// damages of each kind, at least 99.9 % of the rows that no damage touched. Each test prints its
+// figures as a line of the table in docs/reliability.md.
 
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <map>
@@ -30,12 +32,17 @@ struct Rate {
   size_t files = 0;
   size_t whole = 0;      ///< Rows that no damage touched.
   size_t recovered = 0;  ///< Of these.
-  size_t missed = 0;
-  std::vector<uint32_t> seeds;  ///< Since rows were missed.
+  std::string seeds;     ///< Of files with rows that were missed.
   double Share() const {
     return whole == 0 ? 1 : static_cast<double>(recovered) / static_cast<double>(whole);
   }
 };
+
+std::string Percent(double share) {
+  std::array<char, 16> text{};
+  std::snprintf(text.data(), text.size(), "%.3f %%", 100 * share);
+  return text.data();
+}
 
 /// Whether the row has all values of the other one. A row that lacked a field which readers need
 /// has been given it.
@@ -83,17 +90,17 @@ class RecoveryRate : public kx_test::KxTest,
     const Recovered recovered = Recover(file.GetBytes(), {});
     EXPECT_EQ(recovered.errors, 0u) << "seed " << seed;
     ++rate.files;
+    const size_t missedBefore = rate.whole - rate.recovered;
     CountRows(file.WholeRows(), recovered.rows, rate);
-    if (rate.recovered + rate.missed != rate.whole) rate.seeds.push_back(seed);
-    rate.missed = rate.whole - rate.recovered;
+    if (rate.whole - rate.recovered > missedBefore) rate.seeds += " " + std::to_string(seed);
   }
 
-  void Tell(const std::string& what, const Rate& rate) const {
-    std::printf("%-18s %3d  %-22s %6zu files  %8zu of %8zu rows  %9.5f %%\n",
-                NameOf(GetDamage()).c_str(), GetCount(), what.c_str(), rate.files, rate.recovered,
-                rate.whole, 100 * rate.Share());
-    for (uint32_t seed : rate.seeds) std::printf(" %u", seed);
-    std::printf("\n");
+  void TellAndExpectEnough(const std::string& what, const Rate& rate) const {
+    // Of a small file nothing may be left.
+    const std::string share = rate.whole > 0 ? Percent(rate.Share()) : "none left";
+    std::printf("| %s | %d | %s | %zu | %zu | %zu | %s |\n", NameOf(GetDamage()).c_str(),
+                GetCount(), what.c_str(), rate.files, rate.whole, rate.recovered, share.c_str());
+    EXPECT_GE(rate.Share(), kShareLeast) << what << ", rows missed with the seeds" << rate.seeds;
   }
 };
 
@@ -104,8 +111,8 @@ TEST_P(RecoveryRate, OfGeneratedDocuments) {
     const Bytes sound = GeneratedDocument(kind, kRows);
     Rate rate;
     for (uint32_t seed = 1; seed <= seeds; ++seed) Measure(sound, kind, seed, rate);
-    Tell(NameOf(kind), rate);
-    EXPECT_GE(rate.Share(), kShareLeast) << NameOf(kind);
+    TellAndExpectEnough(NameOf(kind), rate);
+    EXPECT_GT(rate.whole, 0u);
   }
 }
 
@@ -118,8 +125,7 @@ TEST_P(RecoveryRate, OfGoldenFiles) {
       for (uint32_t seed = 1; seed <= seeds; ++seed) Measure(sound, kind, seed, rate);
     }
   }
-  Tell("golden files", rate);
-  EXPECT_GE(rate.Share(), kShareLeast);
+  TellAndExpectEnough("golden files", rate);
 }
 
 INSTANTIATE_TEST_SUITE_P(Damages, RecoveryRate,
