@@ -10,10 +10,9 @@ namespace {
 void saveAndCompare(const kxo::Outline& outline) {
   const std::wstring path = kx_fuzz::scratchFile("document", nullptr, 0);
   kxo::Document document("document");
-  document.CreateNew(path);
   document.TakeTitle(outline.title);
   document.TakeItems(outline);
-  document.WriteAll();
+  document.Save(path, true);
 
   kxo::Document again("document");
   again.OpenToRead(path);
