@@ -578,7 +578,7 @@ TEST_F(DatabaseRowsTest, ExtraRowsSeeAnOrdinaryStreamWhenWriting) {
 TEST_F(DatabaseRowsTest, ExtraRowsSeeAnOrdinaryStreamWhenReading) {
   put(join({front(1), {6, 0, 0, 0, 'a', 'b', 'c', 'd', 'e', 'f'}, row(0x20)}));
   BusyDb db;
-  open(db);
+  open(db, kx_test::kShared);
   db.ReadRows();
   EXPECT_EQ(db.text, "abcdef");
   EXPECT_EQ(db.filePosition, kRowsStart + 6);

@@ -427,6 +427,7 @@ TEST_F(DibFileTest, AShortReadIsNullAndWhatWasThrownReleased) {
   file.Open(L"a.bmp", CFile::modeRead);
   file.Seek(1, 0);  // not at the beginning: the last byte is missing
   EXPECT_EQ(kx_gen::ReadDIBFile(file), nullptr);
+  file.Close();
   put(join({{'x'}, bmpFile(picture(5, 3, 8))}));
   file.Open(L"a.bmp", CFile::modeRead);
   file.Seek(1, 0);

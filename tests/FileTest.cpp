@@ -7,6 +7,7 @@
 #include <functional>
 
 #include "KxTest.h"
+#include "Wine.h"
 
 namespace {
 
@@ -53,6 +54,14 @@ void expectFileException(const Thrown& thrown, int cause, long osError, const st
   EXPECT_EQ(thrown.osError, osError) << thrown;
   EXPECT_EQ(thrown.fileName, name) << thrown;
   EXPECT_EQ(thrown.number, 0xFFFFFFFFul) << thrown;
+}
+
+/// Setting the end of a file through a handle that may not write. Wine asks its own system, which
+/// takes the handle for a wrong argument.
+void expectNoEndWithoutAccess(const Thrown& thrown) {
+  expectFileException(
+      thrown, kx_test::unlessOnWine<int>(CFileException::accessDenied, CFileException::generic),
+      kx_test::unlessOnWine(5L, 87L), L"");
 }
 
 class FileTest : public kx_test::KxTest {
@@ -160,7 +169,7 @@ TEST_F(FileTest, AccessThreeIsAssertedAndOpensWithoutAccess) {
   expectFileException(thrownBy([&] { file_.Write("x", 1); }), CFileException::accessDenied, 5,
                       L"ten.bin");
   EXPECT_TRUE(thrownBy([&] { file_.Flush(); }).is(Thrown::kException, 9, 8));
-  expectFileException(thrownBy([&] { file_.SetLength(3); }), CFileException::accessDenied, 5, L"");
+  expectNoEndWithoutAccess(thrownBy([&] { file_.SetLength(3); }));
   EXPECT_EQ(file_.GetLength(), 10u);
 }
 
@@ -704,8 +713,10 @@ TEST_F(FileTest, LengthsBeyondTwoGigabytesWork) {
 
 TEST_F(FileTest, RefusedSetLengthThrowsWithoutAName) {
   file_.Open(L"ten.bin", CFile::modeRead);
-  expectFileException(thrownBy([&] { file_.SetLength(4); }), CFileException::accessDenied, 5, L"");
-  EXPECT_THAT(logLines(), ElementsAre(threw(285), "ERROR_ACCESS_DENIED"));
+  expectNoEndWithoutAccess(thrownBy([&] { file_.SetLength(4); }));
+  std::vector<std::string> lines = {threw(285)};
+  if (!kx_test::onWine()) lines.emplace_back("ERROR_ACCESS_DENIED");
+  EXPECT_EQ(logLines(), lines);
   EXPECT_EQ(file_.GetLength(), 10u);
 }
 

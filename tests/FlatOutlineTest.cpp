@@ -319,7 +319,7 @@ TEST_F(FlatOutlineTest, RowsComeBackWithDeletedIdsAndPositions) {
     RV_WriteRows(db);
   }
   FlatOutline db;
-  open(db);
+  open(db, kx_test::kShared);
   EXPECT_EQ(RV_GetSize(db), 0) << "opening reads no rows";
   RV_ReadRows(db);
   EXPECT_EQ(outlineOf(db).GetPosition(), content().size()) << "behind the last row";
@@ -378,7 +378,7 @@ TEST_F(FlatOutlineTest, HeadersAreReadAndWrittenOneByOne) {
     RV_WritePrivateHeader(db);
   }
   FlatOutline db;
-  open(db);
+  open(db, kx_test::kShared);
   RV_ReadPrivateHeader(db);
   EXPECT_EQ(titleOf(db), L"Trip");
   EXPECT_EQ(kx_test::slice(content(), 0, kPrivateSlot), kx_test::slice(shared, 0, kPrivateSlot));

@@ -457,6 +457,7 @@ TEST_F(MemOutlineDBTest, AfterARefusalAnotherFileOpens) {
   put("memory-outline");
   read(db);
   EXPECT_EQ(db.GetRecordset()->getSize(), 2);
+  db.Close();
   put(kx_test::dbInfo(11, 0));
   EXPECT_TRUE(thrownBy([&] { open(db); }).is(Thrown::kDbException, 25, 21));
   open(db, kx_test::kCreate);

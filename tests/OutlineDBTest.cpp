@@ -681,7 +681,7 @@ TEST_F(OutlineDBTest, HeadersAreWrittenAndReadOneByOne) {
   COutlineDB db;
   create(db);
   save(db);
-  EXPECT_EQ(open(db), 1);
+  EXPECT_EQ(open(db, kx_test::kShared), 1);
   db.ReadSharedHeader();
   db.ReadPrivateHeader();
   const Bytes before = content();

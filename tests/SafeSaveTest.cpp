@@ -202,7 +202,7 @@ TEST_F(SafeSaveTest, ASlotThatTheOldFileOnlyClaimsGetsNoRoom) {
 TEST_F(SafeSaveTest, ADatabaseOpenOnThePathIsOpenOnTheNewFile) {
   makeDocument();
   COutlineDB db;
-  openAndRead(db);
+  openAndRead(db, kx_test::kShared);
   addItem(db, 3, L"three");
   SaveDatabaseFile(db, file().c_str());
   ASSERT_TRUE(db.IsOpen());
@@ -491,7 +491,7 @@ TEST_F(RefusedSaveTest, ANullNameIsAssertedAndTakenForAnEmptyOne) {
 
 TEST_F(RefusedSaveTest, AHeaderThatOutgrewItsSlotIsMessage12) {
   COutlineDB db;
-  openAndRead(db);
+  openAndRead(db, kx_test::kShared);
   addItem(db, 3, L"three");
   db.SetOutlineTitle(std::wstring(600, L't').c_str());
   const Thrown thrown = thrownBy([&] { SaveDatabaseFile(db, file().c_str()); });
@@ -543,7 +543,7 @@ TEST_F(SafeSaveTest, AHeaderThatTheFileLacksStaysRefusedAfterAFailedSave) {
   const Bytes before = content();
   FailingDb db;
   db.registerHeader(9, 60, new kx_test::FieldHeader);
-  db.Open(file().c_str(), kReadWrite);
+  db.Open(file().c_str(), kx_test::kShared);
   db.fails = true;
   EXPECT_EQ(thrownBy([&] { SaveDatabaseFile(db, file().c_str()); }).number, 4711u);
   EXPECT_TRUE(db.GetHeaderManager().MustGrowTable());

@@ -41,7 +41,7 @@ class SaveExhaustionTest : public kx_test::KxTest {
 
   void Open(COutlineDB& db) {
     kx_test::writeFile("docs/outline.kxo", old_);
-    ASSERT_EQ(db.Open(file().c_str(), kx_test::kReadWrite), 1);
+    ASSERT_EQ(db.Open(file().c_str(), kx_test::kShared), 1);
     db.ReadConduitHeader();
     db.ReadSharedHeader();
     db.ReadPrivateHeader();

@@ -31,11 +31,13 @@ std::wstring messageText(unsigned long messageId) {
 
 Bytes readFile(const fs::path& path) {
   std::ifstream in(path, std::ios::binary);
+  EXPECT_TRUE(in.is_open() || !fs::exists(path)) << path << " is there and cannot be read";
   return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 void writeFile(const fs::path& path, const Bytes& bytes) {
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  EXPECT_TRUE(out.is_open()) << path << " cannot be written";
   out.write(reinterpret_cast<const char*>(bytes.data()),
             static_cast<std::streamsize>(bytes.size()));
 }

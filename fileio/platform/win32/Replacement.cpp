@@ -57,6 +57,17 @@ bool EndsInSeparator(const std::wstring& path) {
   return !path.empty() && (path.back() == L'\\' || path.back() == L'/');
 }
 
+/// Why a name that ends in a separator cannot be that of a file. Asked about it with the separator,
+/// the system would look for a folder, and not tell a file from a way that is missing.
+DWORD ReasonAgainstFolderName(std::wstring path) {
+  while (path.size() > 1 && EndsInSeparator(path)) path.pop_back();
+  const DWORD attributes = GetFileAttributesW(path.c_str());
+  if (attributes == INVALID_FILE_ATTRIBUTES) {
+    return GetLastError() == ERROR_FILE_NOT_FOUND ? ERROR_INVALID_NAME : GetLastError();
+  }
+  return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? ERROR_ACCESS_DENIED : ERROR_INVALID_NAME;
+}
+
 std::wstring FolderOf(const std::wstring& path) {
   return path.substr(0, path.find_last_of(L"\\/:") + 1);  // npos + 1 is 0
 }
@@ -153,10 +164,10 @@ Replacement::Impl::~Impl() {
 
 bool Replacement::Impl::Create(const wchar_t* path) {
   target_ = path != nullptr ? path : L"";
+  if (EndsInSeparator(target_)) return Fail(ReasonAgainstFolderName(target_));
   bool isThere = false;
   DWORD attributes = 0;
   if (!LookAt(target_, &isThere, &attributes)) return false;
-  if (EndsInSeparator(target_)) return Fail(ERROR_INVALID_NAME);
   const bool isLink = isThere && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
   if (isLink && !(FollowLinks(&target_) && LookAt(target_, &isThere, &attributes))) return false;
   const std::wstring folder = FolderOf(target_);
