@@ -41,6 +41,10 @@ struct RecoverOptions {
   bool json = false;
 };
 
+std::string OutputName(const std::string& name) {
+  return name == kStandardStream ? "standard output" : name;
+}
+
 /// A folder that goes away with this object.
 class TemporaryFolder {
  public:
@@ -83,7 +87,8 @@ Destination::Destination(const Session& session, const RecoverOptions& options)
     : session_(session), name_(options.out), force_(options.force) {
   if (IsStandardOutput()) {
     if (options.json) {
-      throw Failure(kExitSystem, "the document and JSON cannot both go to standard output");
+      throw Failure(kExitSystem,
+                    "the document and JSON cannot both go to standard output; name a file with -o");
     }
     if (WritesToTerminal()) {
       throw Failure(kExitSystem, "standard output is a terminal; redirect it, or name a file");
@@ -117,7 +122,7 @@ void Destination::Save(Rebuilder& rebuilder) {
 
 void Destination::Write(Rebuilder& rebuilder, const fs::path& path, bool mayReplace) const {
   const sys::LibraryName libraryName(path);
-  WhileWriting(InputName(name_), [&] {
+  WhileWriting(OutputName(name_), [&] {
     if (mayReplace) {
       kx_gen::SaveDatabaseFile(rebuilder.GetDatabase(), libraryName.get());
     } else {
@@ -207,7 +212,7 @@ void RunRecover(const Session& session, const RecoverOptions& options) {
   LossTeller losses(options);
   Rebuilder rebuilder(bytes, {!options.noLeftovers},
                       [&](const Loss& loss) { losses.Tell(loss, rebuilder.GetOverview()); });
-  const Totals totals = WhileWriting(InputName(options.out), [&] {
+  const Totals totals = WhileWriting(OutputName(options.out), [&] {
     return ReadFile(bytes, salvage::KindOf(options.kind), rebuilder);
   });
   if (!totals.isDocument) {
@@ -217,7 +222,7 @@ void RunRecover(const Session& session, const RecoverOptions& options) {
   }
   destination.Save(rebuilder);
   losses.End(SummaryOf(rebuilder, totals, true));
-  Say(InputName(options.out) + ": written, " + Verdict(rebuilder, losses));
+  Say(OutputName(options.out) + ": written, " + Verdict(rebuilder, losses));
 }
 
 }  // namespace

@@ -13,7 +13,8 @@ struct RunOptions {
   std::filesystem::path folder;                    ///< The current folder of the program.
   std::map<std::string, std::string> environment;  ///< Set beside the test's own variables.
   std::vector<std::string> unset;                  ///< Variables that the program is not to have.
-  bool refusesOutput = false;                      ///< Its standard output takes nothing.
+  std::filesystem::path input;  ///< What it reads as standard input, if anything.
+  bool refusesOutput = false;   ///< Its standard output takes nothing.
   /// Called in the program's process ahead of it, on systems that make processes so.
   std::function<void()> prepare;
 };

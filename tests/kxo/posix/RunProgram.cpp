@@ -51,8 +51,8 @@ std::vector<std::string> CommandLine(const fs::path& program,
   ::_exit(kCannotRun);
 }
 
-void Redirect(int stream, const fs::path& file) {
-  const int fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+void Redirect(int stream, const fs::path& file, int mode = O_WRONLY | O_CREAT | O_TRUNC) {
+  const int fd = ::open(file.c_str(), mode, 0600);
   if (fd < 0 || ::dup2(fd, stream) < 0) ::_exit(kCannotRun);
 }
 
@@ -81,7 +81,7 @@ ProgramRun RunProgram(const fs::path& program, const std::vector<std::string>& a
   const fs::path err = fs::current_path() / "standard-error";
   const pid_t child = ::fork();
   if (child == 0) {
-    Redirect(STDIN_FILENO, "/dev/null");
+    Redirect(STDIN_FILENO, options.input.empty() ? "/dev/null" : options.input, O_RDONLY);
     Redirect(STDOUT_FILENO, options.refusesOutput ? "/dev/full" : out);
     Redirect(STDERR_FILENO, err);
     Become(program, arguments, options);

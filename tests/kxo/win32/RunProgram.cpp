@@ -8,6 +8,7 @@
 #include <iterator>
 
 #include "CommandLineWords.h"
+#include "NamePath.h"
 #include "TestPlaces.h"
 
 namespace kxo_test {
@@ -22,7 +23,7 @@ namespace {
 
 constexpr int kCannotRun = 127;
 
-std::wstring Wide(const std::string& utf8) { return fs::path(utf8).wstring(); }
+std::wstring Wide(const std::string& utf8) { return PathOf(utf8).wstring(); }
 
 /// An open file that programs may inherit.
 class Inherited {
@@ -106,7 +107,8 @@ ProgramRun RunProgram(const fs::path& program, const std::vector<std::string>& a
   const fs::path err = fs::current_path() / "standard-error";
   ProgramRun run;
   {
-    const Inherited input("NUL", GENERIC_READ, OPEN_EXISTING);
+    const Inherited input(options.input.empty() ? "NUL" : options.input, GENERIC_READ,
+                          OPEN_EXISTING);
     const Inherited output(out, options.refusesOutput ? GENERIC_READ : GENERIC_WRITE,
                            CREATE_ALWAYS);
     const Inherited errors(err, GENERIC_WRITE, CREATE_ALWAYS);
@@ -126,7 +128,7 @@ ProgramRun RunProgram(const fs::path& program, const std::vector<std::string>& a
 ProgramRun RunOnTerminal(const fs::path& program, const std::vector<std::string>& arguments,
                          const RunOptions& options) {
   const fs::path shown = fs::current_path() / "standard-output";
-  std::vector<std::string> words = {shown.string(), WithSuffix(program).string()};
+  std::vector<std::string> words = {NameOf(shown), NameOf(WithSuffix(program))};
   words.insert(words.end(), arguments.begin(), arguments.end());
   ProgramRun run;
   STARTUPINFOW startup = {};
