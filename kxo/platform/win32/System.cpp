@@ -66,6 +66,7 @@ std::vector<std::string> Arguments(int /*argc*/, char** /*argv*/) {
 
 void PrepareStreams() {
   ::SetConsoleOutputCP(CP_UTF8);
+  ::_setmode(::_fileno(stdin), _O_BINARY);
   ::_setmode(::_fileno(stdout), _O_BINARY);
   ::_setmode(::_fileno(stderr), _O_BINARY);
 }
