@@ -57,7 +57,7 @@ fs::path Session::Absolute(const std::string& name) const {
 fs::path Session::ExistingFile(const std::string& name) const {
   std::error_code error;
   fs::path path = fs::canonical(Absolute(name), error);
-  if (error == std::errc::no_such_file_or_directory) {
+  if (error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory) {
     throw FileFailure(kExitSystem, name, "there is no such file", "check the name");
   }
   if (error) throw FileFailure(kExitSystem, name, error.message());

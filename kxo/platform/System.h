@@ -17,6 +17,8 @@ std::vector<std::string> Arguments(int argc, char** argv);
 /// Makes the standard streams carry UTF-8 as it is.
 void PrepareStreams();
 bool IsTerminal(std::FILE* stream);
+/// All of a text, at once. False, with errno where there is a reason, when the stream refuses it.
+bool Write(std::FILE* stream, std::string_view utf8);
 
 /// Where this user's programs keep what should outlast them but matters little, with our name
 /// behind it; empty when the system names no such place.

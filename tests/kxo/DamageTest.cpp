@@ -170,7 +170,7 @@ TEST_F(Damage, AMissingFileIsNamed) {
 TEST_F(Damage, AFileUsedAsAFolderIsNamed) {
   const ProgramRun run = Kxo({"show", "good.kxo/x"});
   EXPECT_EQ(run.exitCode, 2);
-  EXPECT_EQ(run.err, "kxo: good.kxo/x: Not a directory\n");
+  EXPECT_EQ(run.err, "kxo: good.kxo/x: there is no such file; check the name\n");
 }
 
 TEST_F(Damage, AFolderIsNamed) {

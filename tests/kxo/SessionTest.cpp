@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include "NamePath.h"
 #include "ToolTest.h"
 
 namespace kxo_test {
@@ -49,19 +50,19 @@ TEST_F(Session, NamesInAllScriptsAndWithOddCharactersAreTaken) {
         "quote's.kxo", "-o.kxo", " two  blanks.kxo", "no extension", "(a)[b]{c}^$!,=+~`@#.kxo"}) {
     WriteUserFile("in.opml", Opml("<outline text=\"1\"/>"));
     EXPECT_EQ(Kxo({"import", "in.opml", "-o", std::string("./") + name}).exitCode, 0) << name;
-    EXPECT_TRUE(fs::exists(User(name))) << name;
+    EXPECT_TRUE(fs::exists(User(PathOf(name)))) << name;
     EXPECT_EQ(Kxo({"show", "--", name}).out, "T\n- 1\n") << name;
     EXPECT_EQ(Kxo({"info", std::string("./") + name}).exitCode, 0) << name;
-    fs::remove(User(name));
+    fs::remove(User(PathOf(name)));
     EXPECT_THAT(UserFiles(), ElementsAre("in.opml")) << name;
   }
 }
 
 TEST_F(Session, FoldersInAllScriptsAreTaken) {
   for (const char* name : {"caf\u00E9 \u65E5", "\U0001F426", "a b", "it's"}) {
-    fs::create_directory(User(name));
-    WriteUserFile(fs::path(name) / "in.opml", Opml("<outline text=\"1\"/>"));
-    options_.folder = User(name);
+    fs::create_directory(User(PathOf(name)));
+    WriteUserFile(PathOf(name) / "in.opml", Opml("<outline text=\"1\"/>"));
+    options_.folder = User(PathOf(name));
     EXPECT_EQ(Kxo({"import", "in.opml"}).exitCode, 0) << name;
     EXPECT_EQ(Kxo({"import", "in.opml", "--force"}).exitCode, 0) << name;
     EXPECT_EQ(Kxo({"show", "in.kxo"}).out, "T\n- 1\n") << name;

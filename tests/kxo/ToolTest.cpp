@@ -5,6 +5,7 @@
 #include <iterator>
 #include <sstream>
 
+#include "NamePath.h"
 #include "TestPlaces.h"
 
 namespace kxo_test {
@@ -89,7 +90,7 @@ void ToolTest::SetUp() {
   user_ = folder() / "user";
   fs::create_directory(user_);
   options_.folder = user_;
-  options_.environment[kStateVariable] = (folder() / "state").string();
+  options_.environment[kStateVariable] = NameOf(folder() / "state");
 }
 
 ProgramRun ToolTest::Kxo(const std::vector<std::string>& arguments) const {
@@ -135,7 +136,7 @@ std::string ToolTest::UserFile(const fs::path& name) const {
 std::vector<std::string> ToolTest::UserFiles() const {
   std::vector<std::string> names;
   for (const fs::directory_entry& entry : fs::directory_iterator(user_)) {
-    names.push_back(entry.path().filename().string());
+    names.push_back(NameOf(entry.path().filename()));
   }
   std::sort(names.begin(), names.end());
   return names;

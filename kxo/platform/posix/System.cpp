@@ -105,6 +105,11 @@ void PrepareStreams() {}
 
 bool IsTerminal(std::FILE* stream) { return ::isatty(::fileno(stream)) == 1; }
 
+bool Write(std::FILE* stream, std::string_view utf8) {
+  return std::fwrite(utf8.data(), 1, utf8.size(), stream) == utf8.size() &&
+         std::fflush(stream) == 0;
+}
+
 fs::path StateFolder() {
   if (const char* state = std::getenv("XDG_STATE_HOME"); state != nullptr && *state == '/') {
     return fs::path(state) / "kxo";

@@ -6,6 +6,7 @@
 #include <io.h>
 #include <shellapi.h>
 
+#include <algorithm>
 #include <array>
 #include <climits>
 #include <cstdlib>
@@ -53,6 +54,53 @@ int CountWide(unsigned int codePage, const char* bytes, int length) {
   return ::MultiByteToWideChar(codePage, 0, bytes, length, nullptr, 0);
 }
 
+/// Where the first character begins that is none. The system tells only that there is one.
+size_t FirstBadOffset(unsigned int codePage, std::string_view bytes) {
+  constexpr int kLongest = 4;  // bytes of a character
+  size_t at = 0;
+  while (at < bytes.size()) {
+    const int most = static_cast<int>(std::min<size_t>(kLongest, bytes.size() - at));
+    int length = 1;
+    while (length <= most && CountWide(codePage, bytes.data() + at, length) == 0) ++length;
+    if (length > most) break;
+    at += static_cast<size_t>(length);
+  }
+  return at;
+}
+
+/// A folder that a variable names by an absolute path; empty when it names none.
+fs::path FolderIn(const wchar_t* variable) {
+  const wchar_t* value = ::_wgetenv(variable);
+  fs::path folder = value != nullptr ? value : L"";
+  return folder.is_absolute() ? folder : fs::path();
+}
+
+/// A fresh folder; empty when none can be made.
+fs::path MakeFolderIn(const fs::path& parent) {
+  std::error_code error;
+  for (unsigned int i = 0; i < 100; ++i) {
+    fs::path folder = parent / ("kxo-" + std::to_string(::GetCurrentProcessId()) + "-" +
+                                std::to_string(::GetTickCount() + i));
+    if (fs::create_directory(folder, error)) return folder;
+  }
+  return {};
+}
+
+/// In pieces that a console takes, none of which ends inside a pair of surrogates.
+bool ShowOnConsole(HANDLE console, std::wstring_view text) {
+  constexpr size_t kPiece = 8000;
+  while (!text.empty()) {
+    size_t count = std::min(kPiece, text.size());
+    if (count < text.size() && IS_HIGH_SURROGATE(text[count - 1])) --count;
+    DWORD shown = 0;
+    if (::WriteConsoleW(console, text.data(), static_cast<DWORD>(count), &shown, nullptr) == FALSE) {
+      return false;
+    }
+    text.remove_prefix(count);
+  }
+  return true;
+}
+
 }  // namespace
 
 std::vector<std::string> Arguments(int /*argc*/, char** /*argv*/) {
@@ -65,7 +113,6 @@ std::vector<std::string> Arguments(int /*argc*/, char** /*argv*/) {
 }
 
 void PrepareStreams() {
-  ::SetConsoleOutputCP(CP_UTF8);
   ::_setmode(::_fileno(stdin), _O_BINARY);
   ::_setmode(::_fileno(stdout), _O_BINARY);
   ::_setmode(::_fileno(stderr), _O_BINARY);
@@ -73,9 +120,17 @@ void PrepareStreams() {
 
 bool IsTerminal(std::FILE* stream) { return ::_isatty(::_fileno(stream)) != 0; }
 
+bool Write(std::FILE* stream, std::string_view utf8) {
+  const auto handle = reinterpret_cast<HANDLE>(::_get_osfhandle(::_fileno(stream)));
+  DWORD mode = 0;
+  if (::GetConsoleMode(handle, &mode) != FALSE) return ShowOnConsole(handle, ToWide(utf8));
+  return std::fwrite(utf8.data(), 1, utf8.size(), stream) == utf8.size() &&
+         std::fflush(stream) == 0;
+}
+
 fs::path StateFolder() {
-  const wchar_t* local = ::_wgetenv(L"LOCALAPPDATA");
-  return local != nullptr && *local != 0 ? fs::path(local) / "kxo" : fs::path();
+  const fs::path local = FolderIn(L"LOCALAPPDATA");
+  return local.empty() ? local : local / "kxo";
 }
 
 bool MakeWritableFolder(const fs::path& folder) {
@@ -88,13 +143,10 @@ bool MakeWritableFolder(const fs::path& folder) {
 }
 
 fs::path MakeTemporaryFolder() {
-  std::error_code error;
-  const fs::path parent = fs::temp_directory_path(error);
-  if (error) return {};
-  for (unsigned int i = 0; i < 100; ++i) {
-    fs::path folder = parent / ("kxo-" + std::to_string(::GetCurrentProcessId()) + "-" +
-                                std::to_string(::GetTickCount() + i));
-    if (fs::create_directory(folder, error)) return folder;
+  for (const fs::path& parent : {FolderIn(L"TMP"), FolderIn(L"TEMP"), FolderIn(L"USERPROFILE"),
+                                 FolderIn(L"SystemRoot") / "Temp"}) {
+    if (!parent.is_absolute()) continue;
+    if (fs::path folder = MakeFolderIn(parent); !folder.empty()) return folder;
   }
   return {};
 }
@@ -108,11 +160,12 @@ std::optional<Converted> ToUtf8(std::string_view bytes, const std::string& encod
   if (codePage == 0 || bytes.size() > INT_MAX) return std::nullopt;
   Converted converted;
   if (bytes.empty()) return converted;
-  const int length = static_cast<int>(bytes.size());
-  const int count = CountWide(codePage, bytes.data(), length);
+  int length = static_cast<int>(bytes.size());
+  int count = CountWide(codePage, bytes.data(), length);
   if (count == 0) {
-    converted.badOffset = 0;
-    return converted;
+    converted.badOffset = FirstBadOffset(codePage, bytes);
+    length = static_cast<int>(*converted.badOffset);
+    count = length == 0 ? 0 : CountWide(codePage, bytes.data(), length);
   }
   std::wstring text(static_cast<size_t>(count), L'\0');
   ::MultiByteToWideChar(codePage, 0, bytes.data(), length, text.data(), count);

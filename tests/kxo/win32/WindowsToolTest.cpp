@@ -88,6 +88,7 @@ TEST_F(WindowsTool, WithoutAStateFolderATemporaryFolderServesAndGoes) {
     options_.environment[kStateVariable] = state;
     RunAll();
     EXPECT_TRUE(fs::is_empty(temporary)) << state;
+    fs::remove(User("in.kxo"));
   }
 }
 
