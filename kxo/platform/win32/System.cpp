@@ -93,7 +93,8 @@ bool ShowOnConsole(HANDLE console, std::wstring_view text) {
     size_t count = std::min(kPiece, text.size());
     if (count < text.size() && IS_HIGH_SURROGATE(text[count - 1])) --count;
     DWORD shown = 0;
-    if (::WriteConsoleW(console, text.data(), static_cast<DWORD>(count), &shown, nullptr) == FALSE) {
+    if (::WriteConsoleW(console, text.data(), static_cast<DWORD>(count), &shown, nullptr) ==
+        FALSE) {
       return false;
     }
     text.remove_prefix(count);
