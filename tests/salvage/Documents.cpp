@@ -107,8 +107,8 @@ std::unique_ptr<CDatabase> NewDatabase(Kind kind) {
 
 Bytes GeneratedDocument(Kind kind, size_t rows) {
   Random random(static_cast<uint32_t>(rows));
+  kx_gen::MemFile file(1u << 16);  // the database lets go of it in its destructor
   const std::unique_ptr<CDatabase> db = NewDatabase(kind);
-  kx_gen::MemFile file(1u << 16);
   db->Attach(&file);
   db->CDatabase::InitNewDatabase();
   for (size_t i = 0; i < rows; ++i) FillRow(*db->GetRecordset()->Append(), kind, i, random);

@@ -245,12 +245,12 @@ bool LibraryReading::Fails() const {
 
 Recovered Recover(const Bytes& bytes, salvage::RebuildOptions options, std::optional<Kind> kind) {
   Recovered recovered;
+  kx_gen::MemFile file(1u << 16);  // the database lets go of it in its destructor
   salvage::Rebuilder rebuilder(
       bytes, options, [&](const salvage::Loss& loss) { recovered.losses.push_back(loss); });
   recovered.isDocument = salvage::ReadFile(bytes, kind, rebuilder).isDocument;
   recovered.counts = rebuilder.GetRows();
   if (!recovered.isDocument) return recovered;
-  kx_gen::MemFile file(1u << 16);
   CDatabase& db = rebuilder.GetDatabase();
   db.Attach(&file);
   db.WriteAllHeaders();
