@@ -25,6 +25,7 @@ enum : int {
   kLineExtensionNull = 226,
   kLineOldNameNull = 227,
   kLineCannotOpen = 190,
+  kLineCannotSearch = 191,
   kLineDeleteNull = 359,
   kLineIsDeletedNull = 360,
   kLineOpenCaught = 364,
@@ -531,6 +532,17 @@ bool updateFileCategory(const wchar_t* path, bool always, const wchar_t* oldName
   return true;
 }
 
+namespace {
+
+// Whether a search that found nothing says that there is nothing: no match, no such folder, or no
+// such name. Otherwise there may be files that were not seen.
+bool hasNothingToFind(DWORD error) {
+  return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND ||
+         error == ERROR_DIRECTORY || error == ERROR_INVALID_NAME;
+}
+
+}  // namespace
+
 void updateCategory(const wchar_t* folder, const wchar_t* extension, const wchar_t* oldName,
                     const wchar_t* newName) {
   kx_Check(folder != nullptr, kSource, kLineFolderNull);
@@ -543,6 +555,9 @@ void updateCategory(const wchar_t* folder, const wchar_t* extension, const wchar
   pattern.FormatString(L"%s*.%s", path.c_str(), extension != nullptr ? extension : L"");
   CFileFind find;
   bool more = find.FindFile(pattern);
+  if (!more && !hasNothingToFind(GetLastError())) {
+    throwTraced(kSource, kLineCannotSearch, kMsgReadError, numberOf(kMsgReadError));
+  }
   while (more) {
     more = find.FindNextFileW();
     if (find.MatchesMask(FILE_ATTRIBUTE_DIRECTORY)) continue;

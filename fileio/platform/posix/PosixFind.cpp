@@ -37,13 +37,18 @@ WIN32_FIND_DATAW FindDataOf(const std::wstring& name, const FileFacts& facts) {
   return data;
 }
 
+/// Whether a failure says that there is nothing of that name, and not only that it cannot be seen.
+bool IsAbsence(int error) {
+  return error == ENOENT || error == ENOTDIR || error == ELOOP || error == ENAMETOOLONG;
+}
+
 /// The error for a folder that cannot be searched.
 DWORD FolderError(const std::string& path, int error) {
   FileFacts facts;
   if (GetFacts(path, &facts)) {
     return facts.IsFolder() ? ErrorFromErrno(error) : ERROR_DIRECTORY;
   }
-  return error == EACCES ? ERROR_ACCESS_DENIED : ERROR_PATH_NOT_FOUND;
+  return IsAbsence(errno) && error != EACCES ? ERROR_PATH_NOT_FOUND : ErrorFromErrno(error);
 }
 
 bool FindByName(const Pattern& pattern, std::vector<WIN32_FIND_DATAW>* matches) {
@@ -51,8 +56,9 @@ bool FindByName(const Pattern& pattern, std::vector<WIN32_FIND_DATAW>* matches) 
   if (name.error != ERROR_SUCCESS) return Fail(name.error);
   FileFacts facts;
   if (!GetFacts(name.path, &facts) && !GetFactsOfLink(name.path, &facts)) {
-    const bool isMissing = NameError(name.path, errno) == ERROR_FILE_NOT_FOUND;
-    return Fail(isMissing ? ERROR_FILE_NOT_FOUND : FolderError(FolderOf(name.path), errno));
+    const int error = errno;
+    const bool isMissing = NameError(name.path, error) == ERROR_FILE_NOT_FOUND;
+    return Fail(isMissing ? ERROR_FILE_NOT_FOUND : FolderError(FolderOf(name.path), error));
   }
   const size_t length = pattern.name.find_last_not_of(L". ") + 1;
   matches->push_back(FindDataOf(pattern.name.substr(0, length != 0 ? length : 2), facts));
@@ -69,8 +75,11 @@ bool FindByPattern(const Pattern& pattern, std::vector<WIN32_FIND_DATAW>* matche
     if (!kx_platform::MatchesWildcard(pattern.name, name)) continue;
     const std::string path = folder.path + '/' + entry;
     FileFacts facts;
-    // One that is gone already is no match any more.
-    if (!GetFacts(path, &facts) && !GetFactsOfLink(path, &facts)) continue;
+    if (!GetFacts(path, &facts) && !GetFactsOfLink(path, &facts)) {
+      // One that is gone already is no match any more; one that is there must not be left out.
+      if (errno == ENOENT) continue;
+      return FailFromErrno();
+    }
     matches->push_back(FindDataOf(name, facts));
   }
   return true;

@@ -10,18 +10,37 @@
 
 namespace {
 
+/// A search of the system's, ended with its scope.
+class Search {
+ public:
+  Search(const wchar_t* pattern, WIN32_FIND_DATAW* data) : handle_(FindFirstFileW(pattern, data)) {}
+  Search(const Search&) = delete;
+  Search& operator=(const Search&) = delete;
+  ~Search() {
+    if (!IsRunning()) return;
+    const DWORD error = GetLastError();
+    FindClose(handle_);
+    SetLastError(error);
+  }
+  bool IsRunning() const { return handle_ != INVALID_HANDLE_VALUE; }
+  bool Next(WIN32_FIND_DATAW* data) const { return FindNextFileW(handle_, data) != FALSE; }
+
+ private:
+  HANDLE handle_;
+};
+
 /// Lists what `systemPattern` finds and `pattern` matches. The system's own matching is too wide:
 /// through a file's short name, `*.kxo` would find `x.kxob`.
 bool ListMatches(const std::wstring& systemPattern, std::wstring_view pattern,
                  std::vector<WIN32_FIND_DATAW>* matches) {
   WIN32_FIND_DATAW data;
-  const HANDLE search = FindFirstFileW(systemPattern.c_str(), &data);
-  if (search == INVALID_HANDLE_VALUE) return false;
+  const Search search(systemPattern.c_str(), &data);
+  if (!search.IsRunning()) return false;
   do {
     if (kx_platform::MatchesWildcard(pattern, data.cFileName)) matches->push_back(data);
-  } while (FindNextFileW(search, &data) != FALSE);
-  FindClose(search);
-  return true;
+  } while (search.Next(&data));
+  // A list that the system cut short must not pass for a whole one.
+  return GetLastError() == ERROR_NO_MORE_FILES;
 }
 
 HANDLE FindOne(const wchar_t* name, WIN32_FIND_DATAW* data) {
