@@ -360,9 +360,10 @@ void CTaggedDataManager::ProcessError(const char* file, unsigned long line, long
   if (code == kTagErrCorrupt) id = kMsgDataCorruption;
   if (code == kTagErrNotFound) id = kMsgDataNotFound;
   if (code == kTagErrOverflow) id = kMsgDataOverflow;
+  // Exhausted memory is passed over, so nothing here may need any.
+  if (id == kMsgUnknownData) return;
   _String message;
   if (text == nullptr) kx_Check(message.LoadStringW(id), kSource, kLineMessage);
-  if (id == kMsgUnknownData) return;
   _String place;
   place.FormatString(L"Error in file %S line %d", file, static_cast<int>(line));
   message.append(place);
