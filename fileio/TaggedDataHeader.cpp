@@ -96,6 +96,12 @@ void writePadding(CFileStream& stream, uint64_t count) {
   }
 }
 
+// Setters pass exhausted memory over, and a header without its default fields would be none: the
+// room for them is had first.
+void makeRoom(CTaggedDataManager& tags, uint32_t slotSize) {
+  if (tags.reserve(slotSize) != 0) throw std::bad_alloc();
+}
+
 }  // namespace
 
 // The block, which copies of a header share.
@@ -211,6 +217,7 @@ CConduitHeader::~CConduitHeader() = default;
 void CConduitHeader::CreateNewFields() {}
 
 CSharedHeader::CSharedHeader() {
+  makeRoom(getTaggedDataManager(), format::kSharedHeaderSize);
   SetCategoryName(CCategoryDB::getUnfiledCategoryName());
   SetOutlineChanged(true);
   SetSynchronized(false);
@@ -333,6 +340,7 @@ void CSharedHeader::setNumberingDividerChanged(bool changed) {
 }
 
 CPrivateOutlineHeader::CPrivateOutlineHeader() {
+  makeRoom(getTaggedDataManager(), format::kPrivateOutlineHeaderSize);
   TStoredWindowPos pos = {};
   TStoredFontInfo font = {};
   SetShowCheckedItems(kShowCheckedItemsDefault);
