@@ -25,6 +25,9 @@ inline OwnedHandle newHandle(uint64_t size) {
   return OwnedHandle(MemAlloc(static_cast<unsigned long>(size)));
 }
 
+// The drawing format of a bitmap, which stays its owner's; null when it cannot be converted.
+OwnedHandle internalFormatOf(void* dib);
+
 inline unsigned char* dataOf(const OwnedHandle& handle) {
   return static_cast<unsigned char*>(MemGetPtr(handle.get()));
 }

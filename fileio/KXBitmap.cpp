@@ -143,12 +143,17 @@ OwnedHandle unlessExhausted(Convert convert) {
 
 }  // namespace
 
-void* ConvertDibToInternalFormat(void* dib) {
+OwnedHandle internalFormatOf(void* dib) {
   kx_Check(dib != nullptr, kSource, kLineDibNull);
   auto* block = static_cast<unsigned char*>(MemGetPtr(dib));
   if (block == nullptr) return nullptr;
   OwnedHandle drawing = unlessExhausted([&] { return drawingOf(block, MemGetSize(dib)); });
   MemReleasePtr(dib);
+  return drawing;
+}
+
+void* ConvertDibToInternalFormat(void* dib) {
+  OwnedHandle drawing = internalFormatOf(dib);
   if (drawing != nullptr) MemFree(dib);
   return drawing.release();
 }

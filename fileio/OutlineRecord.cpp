@@ -48,6 +48,8 @@ enum : int {
   kLineNewLinkedRecord,
 };
 
+constexpr long kNotStored = -1;  // mostly for want of memory
+
 constexpr SourceLine at(int line) { return SourceLine{kSource, line}; }
 
 constexpr uint32_t kTextTag = format::kStringTagBase + format::kStringText;
@@ -167,7 +169,7 @@ void* COutlineRecord::GetDrawing() {
 }
 
 void COutlineRecord::SetDrawing(void* dib) {
-  OwnedHandle drawing(ConvertDibToInternalFormat(dib));
+  OwnedHandle drawing = internalFormatOf(dib);
   if (drawing == nullptr) return;
   long result = 0;
   const void* const data = MemGetPtr(drawing.get());
@@ -177,6 +179,8 @@ void COutlineRecord::SetDrawing(void* dib) {
   }
   MemReleasePtr(drawing.get());
   drawing.reset();
+  // That is passed over in silence: who then finds no drawing has the bitmap still.
+  if (result != kNotStored) MemFree(dib);
   checkResult(result, {kSourceFile, kLineSetDrawing});
 }
 

@@ -33,8 +33,9 @@ class KX_API COutlineRecord : public CDBRecord {
   bool GetChecked();
 
   /// Stores the picture of a bitmap handle in place of the present drawing and frees the handle. A
-  /// bitmap that cannot be converted stays the caller's, and the drawing stays. KXBitmap.h tells
-  /// what a bitmap needs; above all, its header's image size must not be 0.
+  /// bitmap that cannot be converted, or stored for want of memory, stays the caller's, and the
+  /// drawing stays. KXBitmap.h tells what a bitmap needs; above all, its header's image size must
+  /// not be 0.
   void SetDrawing(void* dib);
   /// A new bitmap handle with the drawing, for the caller to free with MemFree; its header's image
   /// size is 0. Null when the drawing is damaged or memory ran out; throws message 16 when there is
