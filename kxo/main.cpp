@@ -1,10 +1,6 @@
-#include <exception>
-#include <new>
-
 #include "CommandLine.h"
 #include "Document.h"
-#include "Failure.h"
-#include "Output.h"
+#include "RunAndTell.h"
 #include "Session.h"
 #include "System.h"
 
@@ -20,22 +16,9 @@ void Run(int argc, char** argv) {
   command(session);
 }
 
-int RunAndTell(int argc, char** argv) {
-  try {
-    Run(argc, argv);
-    return kExitDone;
-  } catch (const Failure& e) {
-    Say(e.what());
-    return e.GetExitCode();
-  } catch (const std::bad_alloc&) {
-    Say("there is not enough memory for this");
-  } catch (const std::exception& e) {
-    Say(e.what());
-  }
-  return kExitSystem;
-}
-
 }  // namespace
 }  // namespace kxo
 
-int main(int argc, char** argv) { return kxo::RunAndTell(argc, argv); }
+int main(int argc, char** argv) {
+  return kxo::RunAndTell([&] { kxo::Run(argc, argv); });
+}
