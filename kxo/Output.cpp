@@ -20,8 +20,6 @@ void WriteData(const std::string& utf8) {
   }
 }
 
-void Say(const std::string& line) {
-  sys::Write(stderr, "kxo: " + Escaped(line) + "\n");
-}
+void Say(const std::string& line) { sys::Write(stderr, "kxo: " + Escaped(line) + "\n"); }
 
 }  // namespace kxo
