@@ -11,6 +11,7 @@
 #include <string>
 
 #include "Format.h"
+#include "KeptTraces.h"
 #include "LogGate.h"
 #include "Text.h"
 #include "WinApi.h"
@@ -43,10 +44,15 @@ struct KeptTrace {
   char* text() { return reinterpret_cast<char*>(this + 1); }
 };
 std::atomic<KeptTrace*> keptTraces{nullptr};
+std::atomic<size_t> keptCount{0};
+std::atomic<size_t> keptBytes{0};
 
 char* keep(const std::string& line) {
-  auto* kept = static_cast<KeptTrace*>(std::calloc(1, sizeof(KeptTrace) + line.size() + 1));
+  const size_t size = sizeof(KeptTrace) + line.size() + 1;
+  auto* kept = static_cast<KeptTrace*>(std::calloc(1, size));
   if (kept == nullptr) return nullptr;
+  ++keptCount;
+  keptBytes += size;
   std::memcpy(kept->text(), line.data(), line.size());
   kept->next = keptTraces.load();
   while (!keptTraces.compare_exchange_weak(kept->next, kept)) {
@@ -97,6 +103,8 @@ void WriteLogLine(const char* format, ...) {
   writeLog(format != nullptr ? format : "", args);
   va_end(args);
 }
+
+KeptTraces kx_CountKeptTraces() { return {keptCount, keptBytes}; }
 
 int kx_AssertFailedLine(const char* fileName, int line) {
   const KeepErrors keepErrors;

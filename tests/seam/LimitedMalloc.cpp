@@ -25,29 +25,9 @@ LargestRequest::~LargestRequest() { largestAllowed = kNoLimit; }
 
 size_t LargestRequest::asked() const { return largestAsked; }
 
-}  // namespace kx_seam
-
-namespace {
-
 bool isGranted(size_t size) {
   largestAsked = std::max(largestAsked, size);
   return size <= largestAllowed || grantedLeft-- > 0;
 }
 
-}  // namespace
-
-// The linker leads the program's calls of the heap here (--wrap); what it renames is reserved.
-// NOLINTBEGIN(bugprone-reserved-identifier)
-extern "C" {
-
-void* __real_malloc(size_t size);
-void* __real_realloc(void* block, size_t size);
-
-void* __wrap_malloc(size_t size) { return isGranted(size) ? __real_malloc(size) : nullptr; }
-
-void* __wrap_realloc(void* block, size_t size) {
-  return isGranted(size) ? __real_realloc(block, size) : nullptr;
-}
-
-}  // extern "C"
-// NOLINTEND(bugprone-reserved-identifier)
+}  // namespace kx_seam

@@ -1,0 +1,127 @@
+// The tool's commands, run in this program as its main function runs them.
+#include <CLI/CLI.hpp>
+
+#include "Environment.h"
+#include "Failure.h"
+#include "KxLayout.h"
+#include "Operation.h"
+#include "OutlineDB.h"
+#include "RunAndTell.h"
+#include "commands/Commands.h"
+
+namespace kx_failing {
+namespace {
+
+namespace fs = std::filesystem;
+
+using kx_test::Bytes;
+using testing::internal::CaptureStderr;
+using testing::internal::GetCapturedStderr;
+
+constexpr int kItems = 30;
+
+std::string opmlText() {
+  std::string text =
+      "<opml version=\"2.0\"><head><title>A title for the document</title></head><body>";
+  for (int i = 0; i < kItems; ++i) {
+    text += "<outline text=\"Item number " + std::to_string(i) + " of these\" _note=\"A note\">";
+    if (i % 3 != 0) text += "</outline>";
+  }
+  for (int i = 0; i < kItems; i += 3) text += "</outline>";
+  return text + "</body></opml>";
+}
+
+/// A command that makes the file `out` of the file `in`.
+class Convert : public Operation {
+ public:
+  using AddCommand = void (*)(CLI::App&, kxo::ChosenCommand&);
+
+  /// `arguments` in reverse order, as the parser takes them. Empty `old`: there is no such file.
+  Convert(AddCommand add, std::vector<std::string> arguments, const std::string& in,
+          const std::string& out, const Bytes& old)
+      : home_(fs::current_path()), in_(in), out_("out/" + out), old_(old) {
+    setStateFolder(home_ / "state");
+    fs::create_directory("out");
+    add(app_, command_);
+    app_.parse(std::move(arguments));
+    Prepare();
+    EXPECT_EQ(Run(), "");
+    LeaveSession();
+    new_ = bytesAt(out_);
+  }
+
+  void Prepare() override {
+    putBytes("in.opml", Bytes(in_.begin(), in_.end()));
+    if (old_.empty()) {
+      removeFile(out_);
+    } else {
+      putBytes(out_, old_);
+    }
+    CaptureStderr();
+  }
+  std::string Run() override {
+    exitCode_ = kxo::RunAndTell([this] {
+      const kxo::Session session;
+      command_(session);
+    });
+    return exitCode_ == 0 ? "" : "it failed";
+  }
+
+  /// The whole old or the whole new document, and one line that says what is wrong.
+  void CheckFiles(const Ending& ending, Cause cause, bool goesOn) override {
+    const std::string told = LeaveSession();
+    const Bytes bytes = bytesAt(out_);
+    // When memory runs out for telling that it is written, it is written.
+    const bool mayBeNew = ending.isDone || cause == Cause::kAllocation;
+    EXPECT_TRUE((bytes == new_ && mayBeNew) || (bytes == old_ && !ending.isDone));
+    const size_t expected = bytes.empty() ? 0 : 1;
+    EXPECT_LE(namesIn("out").size(), expected + (goesOn ? 1 : 0));
+    if (ending.isDone) return;
+    EXPECT_EQ(told.rfind("kxo: ", 0), 0u) << told;
+    EXPECT_EQ(told.find('\n'), told.size() - 1) << told;
+    // A row that lacks a field for want of memory is refused as one that a document cannot hold.
+    const bool isRefused = exitCode_ == kxo::kExitDamaged && cause == Cause::kAllocation;
+    EXPECT_TRUE(exitCode_ == kxo::kExitSystem || isRefused) << exitCode_;
+    const bool isOfMemory = told.find("memory") != std::string::npos;
+    EXPECT_TRUE(!isOfMemory || cause == Cause::kAllocation) << told;
+  }
+  /// The tool catches everything itself.
+  bool IsDocumented(const Ending& ending, Cause /*cause*/, long /*errorNumber*/) const override {
+    return ending.isDone || !ending.answer.empty();
+  }
+
+ private:
+  /// What the command said.
+  std::string LeaveSession() {
+    fs::current_path(home_);
+    return GetCapturedStderr();
+  }
+
+  fs::path home_;
+  std::string in_;
+  std::string out_;
+  Bytes old_;
+  Bytes new_;
+  CLI::App app_;
+  kxo::ChosenCommand command_;
+  int exitCode_ = 0;
+};
+
+std::unique_ptr<Operation> import(const std::vector<std::string>& more, const Bytes& old) {
+  std::vector<std::string> arguments = more;
+  for (const char* word : {"out/in.kxo", "-o", "in.opml", "import"}) arguments.emplace_back(word);
+  return std::make_unique<Convert>(kxo::AddImport, std::move(arguments), opmlText(), "in.kxo", old);
+}
+
+}  // namespace
+
+void addToolOperations(std::vector<Listed>& list) {
+  list.push_back({"let the tool import a new document", [] { return import({}, {}); }, 30, 300});
+  list.push_back({"let the tool import over an old document",
+                  [] {
+                    return import({"--force"}, {1, 2, 3});
+                  },
+                  40, 300});
+}
+
+}  // namespace kx_failing
