@@ -518,7 +518,7 @@ class FailingDb : public kx_test::ExtraDb {
 TEST_F(SafeSaveTest, WhatAKindThrowsComesThroughWithNothingChanged) {
   FailingDb db;
   db.registerHeader(9, 60, new kx_test::FieldHeader);
-  db.Open(file().c_str(), kCreate);
+  db.Open(file().c_str(), kCreate | CFile::shareDenyNone);
   db.InitNewDatabase();
   db.GetRecordset()->Append();
   SaveDatabaseFile(db, file().c_str());
