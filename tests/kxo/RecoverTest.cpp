@@ -25,7 +25,7 @@ class Recover : public SalvageTool {
   ProgramRun RecoverBad(const std::vector<std::string>& more = {}) const {
     std::vector<std::string> arguments = {"recover", "bad.kxo", "-o", "out.kxo"};
     arguments.insert(arguments.end(), more.begin(), more.end());
-    const ProgramRun run = KxoBeside({"bad.kxo"}, arguments);
+    ProgramRun run = KxoBeside({"bad.kxo"}, arguments);
     EXPECT_EQ(run.exitCode, 0) << run.err;
     const ProgramRun check = Kxo({"check", "out.kxo"});
     EXPECT_THAT(check.out, ::testing::Not(HasSubstr("error")));

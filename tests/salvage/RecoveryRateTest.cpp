@@ -57,7 +57,7 @@ bool HasValuesOf(const Bytes& row, const Bytes& other) {
 }
 
 /// Each row that was recovered counts for one that was whole.
-void CountRows(const std::vector<Bytes>& whole, std::vector<Bytes> recovered, Rate& rate) {
+void CountRows(const std::vector<Bytes>& whole, const std::vector<Bytes>& recovered, Rate& rate) {
   std::map<Bytes, size_t> counts;
   for (const Bytes& row : recovered) ++counts[row];
   for (const Bytes& row : whole) {
