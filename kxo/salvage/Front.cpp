@@ -173,7 +173,9 @@ void Front::CheckSlotSizes() {
 Front::Place Front::Locate() {
   if (!HasHeaders(kind_) || isTableReadable_) libraryPlace_ = PlaceAt(slotsEnd_);
   isTableTrusted_ = !HasHeaders(kind_) || isTableReadable_;
-  if (libraryPlace_ && IsRowPlace(libraryPlace_->rows)) return *libraryPlace_;
+  if (libraryPlace_ && (IsRowPlace(libraryPlace_->rows) || IsWholeWithoutRows())) {
+    return *libraryPlace_;
+  }
   const size_t row = NextLikelyRow(file_, format::kHeaderTablePos, file_.size());
   if (row == file_.size()) return PlaceWithoutRows();
   if (!HasHeaders(kind_)) return libraryPlace_ ? *libraryPlace_ : Place{false, 0, 0, row};
@@ -187,6 +189,13 @@ Front::Place Front::Locate() {
   isTableTrusted_ = isTableReadable_ && IsTableLikely();
   if (isTableTrusted_ && libraryPlace_ && libraryPlace_->rows <= row) return *libraryPlace_;
   return Place{false, 0, 0, row};
+}
+
+/// Whether a file that says it has no rows ends where they would begin. What looks like a row in
+/// the slot of an unknown header is part of that header then.
+bool Front::IsWholeWithoutRows() const {
+  return isTableReadable_ && declaredRows_ == 0 && libraryPlace_->rows == file_.size() &&
+         IsTableLikely();
 }
 
 Front::Place Front::PlaceWithoutRows() {

@@ -54,6 +54,7 @@ class Front {
   std::optional<Place> PlaceAt(uint64_t slotsEnd) const;
   std::optional<Place> PlaceBefore(uint64_t slotsEnd, size_t row) const;
   std::optional<Place> PlaceByDefault(size_t row) const;
+  bool IsWholeWithoutRows() const;
   Place PlaceWithoutRows();
   bool IsRowPlace(size_t pos) const;
   bool IsTableLikely() const;
