@@ -17,7 +17,8 @@ void SayThatMemoryRanOut() { std::fputs("kxo: there is not enough memory for thi
 
 /// Of the library's, that no document answers for: making one takes memory. Null says so, too.
 void SayAndRelease(kx_gen::CException* e) {
-  if (e == nullptr || e->GetErrNumber() == kx_gen::kMsgOutOfMemory - 1) {
+  if (e == nullptr) return SayThatMemoryRanOut();
+  if (e->GetErrNumber() == kx_gen::kMsgOutOfMemory - 1) {
     SayThatMemoryRanOut();
   } else {
     Say(Trimmed(FromWide(e->GetDescription())));

@@ -16,6 +16,7 @@ constexpr const char* kWays[] = {"done",           "another result", "CException
 
 struct Sweep {
   long points = 0;  ///< Failed once, and from then on: each n counts twice.
+  long last = 0;    ///< The n that the operation did not reach any more.
   std::array<long, std::size(kWays)> endings = {};
 };
 std::ostream& operator<<(std::ostream& out, const Sweep& sweep);

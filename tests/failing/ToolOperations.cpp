@@ -22,9 +22,9 @@ constexpr int kItems = 30;
 
 std::string opmlText() {
   std::string text =
-      "<opml version=\"2.0\"><head><title>A title for the document</title></head><body>";
+      R"(<opml version="2.0"><head><title>A title for the document</title></head><body>)";
   for (int i = 0; i < kItems; ++i) {
-    text += "<outline text=\"Item number " + std::to_string(i) + " of these\" _note=\"A note\">";
+    text += R"(<outline text="Item number )" + std::to_string(i) + R"( of these" _note="A note">)";
     if (i % 3 != 0) text += "</outline>";
   }
   for (int i = 0; i < kItems; i += 3) text += "</outline>";
