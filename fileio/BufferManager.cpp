@@ -46,8 +46,6 @@ void CBufferManager::assignBuffer(char** slot, unsigned long size, unsigned long
   block_ = static_cast<uint32_t>(block);
 }
 
-char* CBufferManager::bytes() const { return slot_ != nullptr ? *slot_ : nullptr; }
-
 char* CBufferManager::get(unsigned long pos) const {
   if (!kx_Check(bytes() != nullptr, kSource, kLineGetNull)) return nullptr;
   if (!kx_Check(pos < size_, kSource, kLineGetOutside)) return nullptr;
@@ -73,7 +71,7 @@ long CBufferManager::grow(uint64_t wanted) {
   auto* grown = static_cast<char*>(std::malloc(static_cast<size_t>(room)));
   if (grown == nullptr) return kFailed;
   if (size_ > 0 && *slot_ != nullptr) std::memcpy(grown, *slot_, size_);
-  std::free(*slot_);
+  freeBuffer();
   *slot_ = grown;
   capacity_ = static_cast<uint32_t>(room);
   return 0;
@@ -152,14 +150,19 @@ void CBufferManager::resize() {
     return;
   }
   if (size_ > 0 && *slot_ != nullptr) std::memcpy(fitted, *slot_, size_);
-  std::free(*slot_);
+  freeBuffer();
   *slot_ = fitted;
 }
 
 void CBufferManager::deleteBuff() {
   if (slot_ == nullptr) return;
-  std::free(*slot_);
+  freeBuffer();
   *slot_ = nullptr;
+}
+
+void CBufferManager::freeBuffer() {
+  const bool isOwners = ownRoom_ != 0 && *slot_ == reinterpret_cast<char*>(slot_) - ownRoom_;
+  if (!isOwners) std::free(*slot_);
 }
 
 }  // namespace kx_gen

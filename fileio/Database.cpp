@@ -3,6 +3,7 @@
 #include <new>
 
 #include "ReadExactly.h"
+#include "RecordStore.h"
 #include "Throw.h"
 
 namespace kx_gen {
@@ -148,7 +149,7 @@ void CDatabase::WriteRows() {
   dbInfo_.rowCount = static_cast<uint32_t>(recordset_->getSize());
   Seek(static_cast<long>(getFirstRowStartPosWriting()), 0);
   WriteExtraRows();
-  for (CDBRecord* record : *recordset_) record->Write(*this);
+  recordset_->forEach([this](CDBRecord* record) { record->Write(*this); });
   const unsigned long end = GetPosition();
   WriteDbInfo();
   Seek(static_cast<long>(end), 0);

@@ -184,6 +184,16 @@ unsigned int CFileStream::Read(void* data, unsigned int count) {
   return file_->Read(data, count);
 }
 
+const unsigned char* CFileStream::peek(uint64_t count) const {
+  return window_ != nullptr ? window_->peek(count) : nullptr;
+}
+
+void CFileStream::skip(unsigned int count) { window_->skip(count); }
+
+unsigned char* CFileStream::claim(uint64_t count) {
+  return window_ != nullptr ? window_->claim(count) : nullptr;
+}
+
 unsigned long CFileStream::Seek(long offset, unsigned int from) {
   if (!kx_Check(file_ != nullptr, kSource, kLineSeek)) throwMoveWithoutFile();
   if (window_ != nullptr) {

@@ -55,6 +55,17 @@ constexpr SourceLine at(int line) { return SourceLine{kSource, line}; }
 constexpr uint32_t kTextTag = format::kStringTagBase + format::kStringText;
 constexpr uint32_t kNoteTag = format::kStringTagBase + format::kStringNote;
 
+constexpr FreshTag kFreshTags[] = {{format::kTagFlagByte, 1, 0},
+                                   {format::kTagSortChanged, 1, 0},
+                                   {format::kTagOutlineId, 4, 0},
+                                   {format::kTagIndent, 1, 0},
+                                   {format::kTagExpanded, 1, 1},
+                                   {format::kTagChecked, 1, 0},
+                                   {kTextTag, 1, 0},
+                                   {kNoteTag, 1, 0}};
+constexpr auto kFreshBlock =
+    freshBlock<std::size(kFreshTags), freshBlockSize(kFreshTags)>(kFreshTags);
+
 struct HeapFree {
   void operator()(void* block) const { std::free(block); }
 };
@@ -74,6 +85,7 @@ OwnedHandle handleOf(HeapBlock block, unsigned long size) {
 COutlineRecord::~COutlineRecord() = default;
 
 void COutlineRecord::Init() {
+  if (startWith(kFreshBlock.data(), kFreshBlock.size())) return;
   SetId(0);
   SetIndent(0);
   SetText(L"");

@@ -42,19 +42,22 @@ CDBRecord* CDBRecordset::insertNew(size_t position) {
 
 CDBRecord* CDBRecordset::Append() { return insertNew(rows_.size()); }
 
-void CDBRecordset::add(CDBRecord* record) { rows_.push_back(record); }
+void CDBRecordset::add(CDBRecord* record) {
+  mayRepeat_ = mayRepeat_ || !rows_.empty();
+  rows_.push_back(record);
+}
 
 // Searched from both ends at once: the row that is looked for is mostly near one of them.
 size_t CDBRecordset::indexOf(const CDBRecord* record) const {
   const size_t size = rows_.size();
   for (size_t front = 0, back = size; front < back; ++front) {
     if (rows_[front] == record) return front;
-    if (rows_[--back] == record) return firstIndexOf(record, front, back);
+    if (rows_[--back] == record) return mayRepeat_ ? firstIndexOf(record, front, back) : back;
   }
   return size;
 }
 
-// A row that was added twice counts where it stands first.
+// A row that was added twice counts where it stands first. No other way leads into the set twice.
 size_t CDBRecordset::firstIndexOf(const CDBRecord* record, size_t from, size_t found) const {
   const auto first = rows_.begin() + static_cast<std::ptrdiff_t>(from);
   const auto last = rows_.begin() + static_cast<std::ptrdiff_t>(found);
@@ -83,7 +86,7 @@ CDBRecordset::iterator CDBRecordset::GetRowPos(CDBRecord* record) {
 void CDBRecordset::release(CDBRecord* record) {
   if (record == nullptr) return;
   record->releaseStore();
-  ::operator delete(dynamic_cast<void*>(record));
+  CDBRecord::operator delete(dynamic_cast<void*>(record));
 }
 
 CDBRecordset::iterator CDBRecordset::Delete(iterator position) {
@@ -104,11 +107,14 @@ void CDBRecordset::DeleteDBRecord(CDBRecord* record) {
   delete record;
 }
 
-void CDBRecordset::emptyRS() { rows_.clear(); }
+void CDBRecordset::emptyRS() {
+  rows_.clear();
+  mayRepeat_ = false;
+}
 
 void CDBRecordset::Free() {
-  for (CDBRecord* record : rows_) release(record);
-  rows_.clear();
+  forEach(release);
+  emptyRS();
 }
 
 }  // namespace kx_gen

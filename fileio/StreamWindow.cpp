@@ -24,11 +24,6 @@ void StreamWindow::restart() {
   length_ = 0;
 }
 
-uint64_t StreamWindow::position() {
-  takeBack();
-  return base_ + at_;
-}
-
 uint64_t StreamWindow::bytesLeft() {
   takeBack();
   if (writing_) flushPending();
@@ -43,10 +38,6 @@ void StreamWindow::lend() {
 }
 
 bool StreamWindow::isAt(uint64_t position) const { return !lent_ && base_ + at_ == position; }
-
-void StreamWindow::takeBack() {
-  if (lent_) restart();
-}
 
 unsigned int StreamWindow::read(void* dst, unsigned int count) {
   takeBack();

@@ -19,7 +19,26 @@ class StreamWindow {
 
   unsigned int read(void* dst, unsigned int count);
   unsigned int write(const void* src, unsigned int count);
-  uint64_t position();
+  /// The next `count` bytes, or null when a transfer would do more than copying them from here.
+  const unsigned char* peek(uint64_t count) const {
+    const bool hasThem = !lent_ && !writing_ && count > 0 && count <= used_ - at_;
+    return hasThem ? bytes_.get() + at_ : nullptr;
+  }
+  /// As reading `count` bytes that were peeked at.
+  void skip(unsigned int count) { at_ += count; }
+  /// Where to put the next `count` bytes to be written, which count as written from then on; null
+  /// when a transfer would do more than copying them there.
+  unsigned char* claim(uint64_t count) {
+    if (lent_ || !writing_ || count > kSize - used_) return nullptr;
+    unsigned char* const place = bytes_.get() + used_;
+    used_ += static_cast<unsigned int>(count);
+    at_ = used_;
+    return place;
+  }
+  uint64_t position() {
+    takeBack();
+    return base_ + at_;
+  }
   /// Whether that is known to be the logical position.
   bool isAt(uint64_t position) const;
   /// From the logical position to the end of the file.
@@ -33,7 +52,9 @@ class StreamWindow {
  private:
   explicit StreamWindow(CFile& file) : file_(file) {}
   void restart();
-  void takeBack();
+  void takeBack() {
+    if (lent_) restart();
+  }
   void flushPending();
   void refill(unsigned int wanted);
 

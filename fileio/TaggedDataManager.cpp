@@ -96,11 +96,28 @@ void CTaggedDataManager::writeTag(unsigned long pos, const TagType& tag) {
   write(pos, reinterpret_cast<const char*>(image), sizeof(image));
 }
 
+// Steps over sound entries with smaller ids, as long as another follows, and gives the place where
+// that ends. Every access to a field is such a walk, so the tags are looked at where they stand.
+uint64_t CTaggedDataManager::skipBelow(uint32_t id) const {
+  const auto* const block = reinterpret_cast<const unsigned char*>(bytes());
+  if (block == nullptr || swap_) return 0;
+  uint64_t pos = 0;
+  while (pos + format::kTagSize <= size()) {
+    const unsigned char* const tag = block + pos;
+    if (getLe16(tag + format::kTagCodeOffset) != kTaggedDataCode) break;
+    if (getLe32(tag + format::kTagIdOffset) >= id) break;
+    const uint64_t next = pos + getLe32(tag + format::kTagLengthOffset) + format::kTagSize;
+    if (next + format::kTagSize > size()) break;
+    pos = next;
+  }
+  return pos;
+}
+
 // The only search: a walk from the front. An entry that runs past the block ends it, and is found
 // itself when it is the wanted one.
 long CTaggedDataManager::locate(uint32_t id, Place* place) const {
   *place = Place();
-  uint64_t pos = 0;
+  uint64_t pos = skipBelow(id);
   while (pos + format::kTagSize <= size()) {
     place->pos = static_cast<unsigned long>(pos);
     readTag(place->pos, &place->tag);
@@ -308,6 +325,7 @@ long CTaggedDataManager::setString(unsigned char n, const wchar_t* text, bool* c
   TagType tag = {};
   const long again = findTag(id, &found, &pos, &tag);
   if (!kx_Check(again == 0 && found, kSource, kLineStringLost)) return again;
+  if ((tag.flags & format::kTagFlagString) == 0) return 0;
   tag.flags &= ~format::kTagFlagString;
   writeTag(pos, tag);
   return 0;
@@ -340,7 +358,24 @@ long CTaggedDataManager::getStringTagChanged(unsigned char n, bool* changed) {
   return getTagChanged(stringTagId(n), changed);
 }
 
+// Whether the block is in order: what the walk of Validate finds nothing wrong with.
+bool CTaggedDataManager::isInOrder() const {
+  const auto* const block = reinterpret_cast<const unsigned char*>(bytes());
+  if (block == nullptr || swap_) return false;
+  uint32_t previous = 0;
+  uint64_t pos = 0;
+  while (pos + format::kTagSize <= size()) {
+    const unsigned char* const tag = block + pos;
+    const uint32_t id = getLe32(tag + format::kTagIdOffset);
+    if (getLe16(tag + format::kTagCodeOffset) != kTaggedDataCode || id <= previous) return false;
+    previous = id;
+    pos += uint64_t{getLe32(tag + format::kTagLengthOffset)} + format::kTagSize;
+  }
+  return pos <= size();
+}
+
 void CTaggedDataManager::Validate() {
+  if (isInOrder()) return;
   uint32_t previous = 0;
   uint64_t pos = 0;
   while (pos + format::kTagSize <= size()) {

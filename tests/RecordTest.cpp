@@ -40,10 +40,23 @@ class RecordTest : public kx_test::KxTest {
 
 // --- The buffer ---
 
+TEST_F(RecordTest, ASmallBlockStandsInTheRecordsOwnStorage) {
+  CDBRecord record;
+  const size_t room = buffer(record).capacity;
+  const unsigned char* const block = record.GetRawDataPtr();
+  EXPECT_GE(room, record.GetRecSize());
+  store(record, 9, std::string(room - 32 - 15, 'x'));
+  EXPECT_EQ(block, record.GetRawDataPtr()) << "exactly full";
+  store(record, 9, std::string(room - 32 - 15 + 1, 'x'));
+  EXPECT_NE(block, record.GetRawDataPtr());
+  EXPECT_EQ(512u, buffer(record).capacity);
+}
+
 TEST_F(RecordTest, TheBlockGrowsByItsStep) {
   CDBRecord record;
-  EXPECT_EQ(512u, buffer(record).capacity);
   EXPECT_EQ(512u, buffer(record).block);
+  store(record, 9, std::string(512 - 32 - 15 - 1, 'x'));
+  EXPECT_EQ(512u, buffer(record).capacity);
   store(record, 9, std::string(512 - 32 - 15, 'x'));
   EXPECT_EQ(512u, buffer(record).capacity) << "exactly full";
   store(record, 9, std::string(512 - 32 - 15 + 1, 'x'));
@@ -195,6 +208,47 @@ TEST_F(RecordTest, AWriteFailurePasses) {
 }
 
 // --- Sharing ---
+
+TEST_F(RecordTest, ACopyOutlivesTheRowInWhoseAllocationTheBlockStands) {
+  auto* original = new CDBRecord;
+  store(*original, 9, "kept");
+  CDBRecord copy(*original);
+  auto* heapCopy = new CDBRecord(copy);
+  const unsigned char* const block = original->GetRawDataPtr();
+  delete original;
+  EXPECT_EQ(block, copy.GetRawDataPtr());
+  EXPECT_EQ(block, heapCopy->GetRawDataPtr());
+  store(copy, 9, std::string(1000, 'x'));
+  EXPECT_EQ(copy.GetRawDataPtr(), heapCopy->GetRawDataPtr());
+  delete heapCopy;
+  EXPECT_EQ(32u + 15 + 1000, copy.GetRecSize());
+}
+
+/// A row behind another base, so that it does not begin where its allocation does.
+struct Neighbour {
+  virtual ~Neighbour() = default;
+  int number = 7;
+};
+struct RowBehindAnother : Neighbour, CDBRecord {};
+
+TEST_F(RecordTest, RowsLiveInAnyStorage) {
+  kx_gen::CDBRecordset set;
+  set.add(new RowBehindAnother);
+  set.add(new (std::nothrow) CDBRecord);
+  store(*set.getRecord(0), 9, "first");
+  store(*set.getRecord(1), 9, std::string(1000, 'x'));
+  EXPECT_EQ(32u + 15 + 5, set.getRecord(0)->GetRecSize());
+  EXPECT_EQ(32u + 15 + 1000, set.getRecord(1)->GetRecSize());
+
+  const auto several = std::make_unique<CDBRecord[]>(3);
+  several[2] = *set.getRecord(0);
+  EXPECT_EQ(32u + 15 + 5, several[2].GetRecSize());
+
+  alignas(CDBRecord) unsigned char place[sizeof(CDBRecord)];
+  auto* placed = new (place) CDBRecord(several[2]);
+  EXPECT_EQ(several[2].GetRawDataPtr(), placed->GetRawDataPtr());
+  placed->~CDBRecord();
+}
 
 TEST_F(RecordTest, EmptyingOneOfTwoSharersLeavesTheBlockToTheOther) {
   CDBRecord record;

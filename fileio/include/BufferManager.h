@@ -8,8 +8,9 @@
 namespace kx_gen {
 
 /// Edits the bytes at `*slot`, where `slot` is the owner's own pointer, so that the owner always
-/// sees the current buffer. Buffers come from `malloc` and belong to the slot's owner; this class
-/// frees one only when it replaces it, or in `deleteBuff`. Copies edit the same slot.
+/// sees the current buffer. Buffers come from `malloc`, save for one that is a part of the owner, and
+/// belong to the slot's owner; this class frees one only when it replaces it, or in `deleteBuff`.
+/// Copies edit the same slot.
 class KX_API CBufferManager {
  public:
   /// `size` bytes of the `capacity` allocated at `*slot` are in use; growth is in whole blocks of
@@ -21,6 +22,9 @@ class KX_API CBufferManager {
 
   /// As the constructor; what was edited before is forgotten, not freed.
   void assignBuffer(char** slot, unsigned long size, unsigned long capacity, unsigned long block);
+  /// Says that a buffer `distance` bytes in front of the slot is a part of the slot's owner: it is
+  /// replaced as any other, but never freed.
+  void setOwnRoom(uint16_t distance) { ownRoom_ = distance; }
   unsigned long size() const { return size_; }  ///< Bytes in use.
   /// The byte at `pos`, valid until the next edit; null, after an assertion, outside the size.
   char* get(unsigned long pos) const;
@@ -45,7 +49,8 @@ class KX_API CBufferManager {
   long reserve(unsigned long extra);
 
  protected:
-  char* bytes() const;  ///< The buffer; null when there is none.
+  /// The buffer; null when there is none.
+  char* bytes() const { return slot_ != nullptr ? *slot_ : nullptr; }
 
  private:
   uint32_t room() const;
@@ -54,10 +59,13 @@ class KX_API CBufferManager {
   long replaceFromInside(unsigned long pos, unsigned long oldLen, const char* src,
                          unsigned long newLen);
 
+  void freeBuffer();
+
   char** slot_ = nullptr;
   uint32_t capacity_ = 0;
   uint32_t size_ = 0;
   uint32_t block_ = 0;
+  uint16_t ownRoom_ = 0;  // 0: none
 };
 
 }  // namespace kx_gen

@@ -6,6 +6,7 @@
 
 namespace kx_gen {
 
+class CDBRecord;
 class CFileStream;
 class DatabaseSave;
 class StreamWindow;
@@ -32,6 +33,7 @@ class KX_API CBaseObject {
 /// `CException(8, 7)`, writing the file exception of error 6, seeking, asking for the position and
 /// setting the length `CException(10, 9)`; flushing does nothing.
 class KX_API CFileStream {
+  friend class CDBRecord;
   friend class DatabaseSave;
 
  public:
@@ -125,6 +127,10 @@ class KX_API CFileStream {
 
  private:
   struct OwnedFile;
+  // What the window has of a row that is about to be read, and has room for of one to be written.
+  const unsigned char* peek(uint64_t count) const;
+  void skip(unsigned int count);
+  unsigned char* claim(uint64_t count);
   CFile* fileForSystem(int checkLine);
   void releaseShare();
   void endWindow();

@@ -1,6 +1,7 @@
 /// Rows and the ordered set of them.
 #pragma once
 
+#include <new>
 #include <vector>
 
 #include "FileStream.h"
@@ -20,6 +21,15 @@ class KX_API CDBRecord : public CBaseObject {
   static const unsigned char kEmptyBitPos = format::kEmptyBitPos;
   static const unsigned char kArchivedBitPos = format::kArchivedBitPos;
   static const unsigned short kMemBlock = 512;  ///< Growth step of the block, in bytes.
+
+  // The storage of a record from `new` has room for its block too. A record in other storage, as on
+  // the stack, allocates that separately.
+  static void* operator new(size_t size);
+  static void* operator new(size_t size, const std::nothrow_t& nothrow) noexcept;
+  static void* operator new(size_t /*size*/, void* place) noexcept { return place; }
+  static void operator delete(void* storage);
+  static void operator delete(void* storage, const std::nothrow_t& nothrow);
+  static void operator delete(void* /*storage*/, void* /*place*/) noexcept {}
 
   CDBRecord();  ///< Flag byte 0, sort changed false.
   CDBRecord(const CDBRecord& other);
@@ -72,11 +82,19 @@ class KX_API CDBRecord : public CBaseObject {
   /// The fields, for callers that work on tags of their own.
   CTaggedDataManager& getTaggedDataManager() const;
 
+ protected:
+  /// Gives a record that is as it was constructed a whole block of `size` bytes, its own tags
+  /// included. False, and nothing changed, for any other record.
+  bool startWith(const char* block, size_t size);
+
  private:
   friend class CDBRecordset;
+  friend void expectRow(const char* place);
   struct Store;
   static constexpr uint32_t kNoPos = 0xFFFFFFFF;
 
+  bool readAtOnce(CFileStream& stream);
+  bool writeAtOnce(CFileStream& stream);
   void readBlock(CFileStream& stream, uint32_t size);
   bool getFlagBit(unsigned char pos);
   void setFlagBit(unsigned char pos, bool on);
@@ -130,12 +148,16 @@ class KX_API CDBRecordset {
   void Free();     ///< Releases every row.
 
  private:
+  friend class CDatabase;
+  template <class Visit>
+  void forEach(Visit visit);
   static void release(CDBRecord* record);
   CDBRecord* insertNew(size_t position);
   size_t indexOf(const CDBRecord* record) const;
   size_t firstIndexOf(const CDBRecord* record, size_t from, size_t found) const;
 
   std::vector<CDBRecord*> rows_;
+  bool mayRepeat_ = false;  // rows were added that may have been in the set already
 };
 
 template <class Predicate>

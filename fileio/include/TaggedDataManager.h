@@ -117,6 +117,8 @@ class KX_API CTaggedDataManager : public CBufferManager {
   static constexpr int kLineGetSwapped = 72;
 
   struct Place;
+  uint64_t skipBelow(uint32_t id) const;
+  bool isInOrder() const;
   long locate(uint32_t id, Place* place) const;
   long locateValue(uint32_t id, Place* place) const;
   bool differs(const Place& place, const void* data, unsigned long len,

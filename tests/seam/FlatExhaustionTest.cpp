@@ -55,8 +55,8 @@ TEST_F(FlatExhaustionTest, CreatingAnswersNull) {
   EXPECT_EQ(KX_StringCreate(), nullptr);
 }
 
-TEST_F(FlatExhaustionTest, ARecordWithoutItsBlockIsNull) {
-  const AllocationLimit one(1);
+TEST_F(FlatExhaustionTest, ARecordThatThereIsNoMemoryForIsNull) {
+  const AllocationLimit none(0);
   EXPECT_EQ(RV_CreateOutlineRecord(), nullptr);
 }
 
