@@ -153,8 +153,8 @@ class KX_API CMemOutlDB : public CDatabase {
 /// In every outline of `folder` with `extension` (without dot) whose category is exactly `oldName`,
 /// makes it `newName` (null: the unfiled category's). Only their shared headers change. The first
 /// file that fails ends it with its exception; later files are untouched. Throws
-/// `CException(8, 7)` when the system does not let the folder be searched; one that is not there has
-/// no files.
+/// `CException(8, 7)` when the system does not let the folder be searched; one that is not there
+/// has no files.
 KX_API void updateCategory(const wchar_t* folder, const wchar_t* extension, const wchar_t* oldName,
                            const wchar_t* newName);
 /// The same for one file; with `always`, whatever its category is. Rewrites the whole file when it

@@ -60,7 +60,8 @@ struct Listed {
 };
 std::ostream& operator<<(std::ostream& out, const Listed& listed);
 
-/// All of them: each function adds those of its source file, and FailingCallsTest.cpp tries them.
+/// All of them: each function adds those of its source file, and posix/FailingCallsTest.cpp tries
+/// them.
 void addOutlineOperations(std::vector<Listed>& list);
 void addCategoryOperations(std::vector<Listed>& list);
 void addSaveOperations(std::vector<Listed>& list);

@@ -16,10 +16,9 @@ using kx_seam::Refusal;
 
 constexpr long kMostPoints = 100000;
 
-/// Where a processor or a system is imitated, or every access checked, only some of the points
-/// behind the first ones are tried, since that takes many times as long: the build says how many.
-/// Those of one row are those of the next, and the number is a prime, so that all kinds have their
-/// turn.
+/// Where a processor is imitated only some of the points behind the first ones are tried, since
+/// that takes many times as long: the build says how many. Those of one row are those of the next,
+/// and the number is a prime, so that all kinds have their turn.
 constexpr long kFirstPoints = 100;
 constexpr long kStride = KX_FAILING_STRIDE;
 

@@ -3,8 +3,7 @@
 
 namespace kx_large {
 
-/// What a document is divided by where a processor is emulated, or every access checked; the build
-/// says so.
+/// What rows and cycles are divided by where a processor is imitated; the build says so.
 constexpr int kDivisor = KX_LARGE_DIVISOR;
 
 constexpr int kCycles = 10000 / kDivisor;  ///< Of opening, editing, saving and closing.
