@@ -192,11 +192,11 @@ class EditMemoryOutline : public Operation {
 
 void addOutlineOperations(std::vector<Listed>& list) {
   list.push_back({"create and save an outline of 200 rows",
-                  [] { return std::make_unique<CreateOutline>(); }, 20, 800});
+                  [] { return std::make_unique<CreateOutline>(); }, 20, 400});
   list.push_back({"open and read an outline of 200 rows",
-                  [] { return std::make_unique<ReadOutline>(); }, 60, 900});
+                  [] { return std::make_unique<ReadOutline>(); }, 60, 600});
   list.push_back({"edit and save a memory outline",
-                  [] { return std::make_unique<EditMemoryOutline>(); }, 30, 60});
+                  [] { return std::make_unique<EditMemoryOutline>(); }, 30, 40});
 }
 
 }  // namespace kx_failing
