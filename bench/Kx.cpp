@@ -33,7 +33,6 @@ void saveNew(COutlineDB& db, const std::string& file) {
 
 void openWhole(COutlineDB& db, const std::string& file, unsigned int mode) {
   db.Open(wide(file).c_str(), mode);
-  db.ReadConduitHeader();
   db.ReadSharedHeader();
   db.ReadPrivateHeader();
   db.ReadRows();

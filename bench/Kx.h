@@ -20,7 +20,7 @@ inline kx_gen::COutlineRecord* rowOf(kx_gen::COutlineDB& db, size_t row) {
 
 /// Writes the whole outline into a new file.
 void saveNew(kx_gen::COutlineDB& db, const std::string& file);
-/// Opens an outline, reads all its headers and rows.
+/// Opens an outline and reads its headers and rows, as docs/architecture.md tells it.
 void openWhole(kx_gen::COutlineDB& db, const std::string& file, unsigned int mode);
 
 /// A file with that many rows, made on first use.

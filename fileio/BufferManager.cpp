@@ -40,10 +40,16 @@ void CBufferManager::assignBuffer(char** slot, unsigned long size, unsigned long
                                   unsigned long block) {
   kx_Check(capacity == 0 || (slot != nullptr && *slot != nullptr), kSource, kLineNoBuffer);
   kx_Check(block > 0, kSource, kLineNoBlock);
+  const bool isSameOwner = hasOwnRoom() && slot == this->slot();
   slot_ = slot;
+  if (isSameOwner) setOwnRoom();
   size_ = static_cast<uint32_t>(size);
   capacity_ = static_cast<uint32_t>(capacity);
   block_ = static_cast<uint32_t>(block);
+}
+
+void CBufferManager::setOwnRoom() {
+  if (!hasOwnRoom()) slot_ = reinterpret_cast<char**>(reinterpret_cast<char*>(slot_) + 1);
 }
 
 char* CBufferManager::get(unsigned long pos) const {
@@ -70,9 +76,9 @@ long CBufferManager::grow(uint64_t wanted) {
   if (room > kSizeMax) return kFailed;
   auto* grown = static_cast<char*>(std::malloc(static_cast<size_t>(room)));
   if (grown == nullptr) return kFailed;
-  if (size_ > 0 && *slot_ != nullptr) std::memcpy(grown, *slot_, size_);
+  if (size_ > 0 && *slot() != nullptr) std::memcpy(grown, *slot(), size_);
   freeBuffer();
-  *slot_ = grown;
+  *slot() = grown;
   capacity_ = static_cast<uint32_t>(room);
   return 0;
 }
@@ -149,20 +155,20 @@ void CBufferManager::resize() {
     if (capacity_ > before) capacity_ = before;
     return;
   }
-  if (size_ > 0 && *slot_ != nullptr) std::memcpy(fitted, *slot_, size_);
+  if (size_ > 0 && *slot() != nullptr) std::memcpy(fitted, *slot(), size_);
   freeBuffer();
-  *slot_ = fitted;
+  *slot() = fitted;
 }
 
 void CBufferManager::deleteBuff() {
   if (slot_ == nullptr) return;
   freeBuffer();
-  *slot_ = nullptr;
+  *slot() = nullptr;
 }
 
 void CBufferManager::freeBuffer() {
-  const bool isOwners = ownRoom_ != 0 && *slot_ == reinterpret_cast<char*>(slot_) - ownRoom_;
-  if (!isOwners) std::free(*slot_);
+  if (hasOwnRoom() && *slot() == reinterpret_cast<char*>(slot()) - kOwnRoomSize) return;
+  std::free(*slot());
 }
 
 }  // namespace kx_gen

@@ -1,6 +1,7 @@
 #include "File.h"
 
 #include <climits>
+#include <typeinfo>
 
 #include "Exception.h"
 #include "FileChecks.h"
@@ -192,7 +193,9 @@ unsigned long CFile::Seek(long offset, unsigned int from) { return seekHandle(of
 unsigned long CFile::seekHandle(int64_t offset, unsigned int from) {
   kx_Check(IsOpen(), kFileSource, kLineSeekOpen);
   kx_Check(from <= FILE_END, kFileSource, kLineSeekFrom);
-  const uint64_t before = movePointer(handle_, 0, FILE_CURRENT);
+  // From the beginning it either comes to a good place or stays where it was.
+  const bool mayGoTooFar = from != FILE_BEGIN || static_cast<uint64_t>(offset) >= kPositionLimit;
+  const uint64_t before = mayGoTooFar ? movePointer(handle_, 0, FILE_CURRENT) : kNoPosition;
   const uint64_t after = movePointer(handle_, offset, from);
   if (after >= kPositionLimit) {
     if (before != kNoPosition) movePointer(handle_, static_cast<int64_t>(before), FILE_BEGIN);
@@ -221,7 +224,18 @@ void CFile::SetLength(unsigned long length) {
   if (!SetEndOfFile(handle_)) throwFileException(GetLastError(), nullptr, kLineSetLengthFailed);
 }
 
-unsigned long CFile::GetLength() { return findEnd(*this, GetPosition()); }
+// A class derived from this one may have another idea of where its end is. Otherwise the system is
+// asked, which takes one call where going there and back takes five: before a header is read, its
+// length is compared with the file's, and those calls were a third of opening a small document.
+unsigned long CFile::GetLength() {
+  const unsigned long position = GetPosition();
+  if (typeid(*this) == typeid(CFile)) {
+    DWORD high = 0;
+    const DWORD low = GetFileSize(handle_, &high);
+    if (high == 0 && low < kPositionLimit) return low;
+  }
+  return findEnd(*this, position);
+}
 
 void CFile::Attach(unsigned int handle) {
   handle_ = reinterpret_cast<HANDLE>(static_cast<intptr_t>(static_cast<int32_t>(handle)));

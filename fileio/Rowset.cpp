@@ -205,7 +205,8 @@ bool CDBRecord::readAtOnce(CFileStream& stream) {
   if (row == nullptr) return false;
   const uint32_t size = getLe32(row + format::kRowTagSize);
   row = stream.peek(uint64_t{format::kRowFrameSize} + size);
-  const bool isWhole = row != nullptr && std::memcmp(row, format::kRowStartTag, kStartTagLen) == 0 &&
+  const bool isWhole = row != nullptr &&
+                       std::memcmp(row, format::kRowStartTag, kStartTagLen) == 0 &&
                        std::memcmp(row + kFront + size, format::kRowEndTag, kEndTagLen) == 0;
   char* const block = isWhole && size > 0 ? store_->allocate(size) : nullptr;
   if (block == nullptr) return false;

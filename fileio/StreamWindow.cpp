@@ -3,16 +3,25 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <utility>
 
 namespace kx_gen {
 
 std::unique_ptr<StreamWindow> StreamWindow::open(CFile& file) {
   std::unique_ptr<StreamWindow> window(new (std::nothrow) StreamWindow(file));
-  if (window == nullptr) return nullptr;
-  window->bytes_.reset(new (std::nothrow) unsigned char[kSize]);
-  if (window->bytes_ == nullptr) return nullptr;
-  window->restart();
+  if (window != nullptr) window->restart();
   return window;
+}
+
+// A small document takes no megabyte: asking the system for one, and giving it back, takes longer
+// than reading the document. Only while nothing is in the window.
+bool StreamWindow::makeRoom(unsigned int wanted) {
+  if (wanted <= room_) return true;
+  std::unique_ptr<unsigned char[]> bytes(new (std::nothrow) unsigned char[wanted]);
+  if (bytes == nullptr) return false;
+  bytes_ = std::move(bytes);
+  room_ = wanted;
+  return true;
 }
 
 void StreamWindow::restart() {
@@ -68,7 +77,7 @@ void StreamWindow::refill(unsigned int wanted) {
   if (length_ == 0) length_ = file_.GetLength();
   const uint64_t rest = length_ > base_ ? length_ - base_ : 0;
   const auto most = static_cast<unsigned int>(std::min<uint64_t>(rest, kSize));
-  if (wanted > most) return;
+  if (wanted > most || !makeRoom(most)) return;
   lent_ = true;
   used_ = file_.Read(bytes_.get(), most);
   lent_ = false;
@@ -83,6 +92,10 @@ unsigned int StreamWindow::write(const void* src, unsigned int count) {
     return file_.Write(src, count);
   }
   if (!writing_) sync();
+  if (!makeRoom(kSize)) {
+    lend();
+    return file_.Write(src, count);
+  }
   writing_ = true;
   if (count > kSize - used_) flushPending();
   writing_ = true;

@@ -14,7 +14,8 @@ class StreamWindow {
  public:
   static constexpr unsigned int kSize = 1u << 20;
 
-  /// Starts where the file stands. Null when memory is short; the stream then does without.
+  /// Starts where the file stands. Null when memory is short; the stream then does without. Where
+  /// it is short for the window's bytes, each transfer is a single one.
   static std::unique_ptr<StreamWindow> open(CFile& file);
 
   unsigned int read(void* dst, unsigned int count);
@@ -51,6 +52,7 @@ class StreamWindow {
 
  private:
   explicit StreamWindow(CFile& file) : file_(file) {}
+  bool makeRoom(unsigned int wanted);
   void restart();
   void takeBack() {
     if (lent_) restart();
@@ -60,8 +62,9 @@ class StreamWindow {
 
   CFile& file_;
   std::unique_ptr<unsigned char[]> bytes_;
-  uint64_t length_ = 0;  // of the file when the window last started to read
-  uint64_t base_ = 0;    // offset in the file of the window's first byte
+  unsigned int room_ = 0;  // at bytes_
+  uint64_t length_ = 0;    // of the file when the window last started to read
+  uint64_t base_ = 0;      // offset in the file of the window's first byte
   unsigned int used_ = 0;
   unsigned int at_ = 0;  // logical position, from base_
   bool writing_ = false;

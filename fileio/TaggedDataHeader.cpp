@@ -180,9 +180,9 @@ void CTaggedDataHeader::Read(CFileStream& stream, unsigned long slotSize) {
                 numberOf(kMsgRecordedHeaderTooBig));
   }
   // The slot is what the block may grow into, unless the file only claims to have it.
-  const uint32_t count = justified(stream, length);
   const auto room = static_cast<uint32_t>(slotSize - format::kSlotLengthSize);
   const bool whole = slotSize <= kSlotSizeMax && justified(stream, room) == room;
+  const uint32_t count = whole ? length : justified(stream, length);
   const unsigned long capacity = whole ? slotSize : std::max<unsigned long>(count, 1);
   auto* block = static_cast<char*>(std::malloc(capacity));
   if (block == nullptr) {

@@ -69,9 +69,17 @@ void CTaggedDataManager::swapTag(TagType& tag) const {
   tag.length = reversed32(tag.length);
 }
 
+bool CTaggedDataManager::hasTagAt(unsigned long pos) const {
+  return bytes() != nullptr && uint64_t{pos} + format::kTagSize <= size();
+}
+
 void CTaggedDataManager::readTag(unsigned long pos, TagType* tag) const {
   unsigned char image[format::kTagSize] = {};
-  read(pos, reinterpret_cast<char*>(image), sizeof(image));
+  if (hasTagAt(pos)) {
+    std::memcpy(image, bytes() + pos, sizeof(image));
+  } else {
+    read(pos, reinterpret_cast<char*>(image), sizeof(image));
+  }
   tag->code = getLe16(image + format::kTagCodeOffset);
   tag->version = image[format::kTagVersionOffset];
   tag->flags = getLe32(image + format::kTagFlagsOffset);
@@ -91,6 +99,7 @@ void CTaggedDataManager::tagImage(TagType tag, unsigned char* image) const {
 }
 
 void CTaggedDataManager::writeTag(unsigned long pos, const TagType& tag) {
+  if (hasTagAt(pos)) return tagImage(tag, reinterpret_cast<unsigned char*>(bytes() + pos));
   unsigned char image[format::kTagSize];
   tagImage(tag, image);
   write(pos, reinterpret_cast<const char*>(image), sizeof(image));
@@ -209,6 +218,11 @@ long CTaggedDataManager::setData(unsigned long id, const void* data, unsigned lo
 // was; data from inside the block is copied away before anything moves.
 long CTaggedDataManager::storeValue(const Place& place, uint32_t id, const void* data,
                                     unsigned long len, unsigned char version) {
+  if (place.found && place.tag.length == len) {
+    if (len > 0) std::memmove(bytes() + place.pos + format::kTagSize, data, len);
+    writeChangedTag(place.pos, id, len, version);
+    return 0;
+  }
   std::string copy;
   const auto* src = static_cast<const char*>(data);
   if (bytes() != nullptr && src >= bytes() && src < bytes() + size()) {
@@ -230,14 +244,19 @@ long CTaggedDataManager::storeValue(const Place& place, uint32_t id, const void*
   }
   const long replaced = replace(place.pos + format::kTagSize, oldLen, src, len);
   if (replaced != 0) return replaced;
+  writeChangedTag(place.pos, id, len, version);
+  return 0;
+}
+
+void CTaggedDataManager::writeChangedTag(unsigned long pos, uint32_t id, unsigned long len,
+                                         unsigned char version) {
   TagType tag = {};
   tag.code = kTaggedDataCode;
   tag.version = version;
   tag.flags = format::kTagFlagChanged;
   tag.id = id;
   tag.length = static_cast<uint32_t>(len);
-  writeTag(place.pos, tag);
-  return 0;
+  writeTag(pos, tag);
 }
 
 long CTaggedDataManager::getData(unsigned long id, void* dst, unsigned long* len,
@@ -318,8 +337,10 @@ long CTaggedDataManager::getTagChanged(unsigned long id, bool* changed) {
 long CTaggedDataManager::setString(unsigned char n, const wchar_t* text, bool* changed) {
   const std::string narrow = encodeNarrow(text != nullptr ? text : L"");
   const unsigned long id = stringTagId(n);
-  const long result = setData(id, narrow.c_str(), narrow.size() + 1, changed, 0);
-  if (result != 0) return result;
+  bool isWritten = false;
+  const long result = setData(id, narrow.c_str(), narrow.size() + 1, &isWritten, 0);
+  if (changed != nullptr) *changed = isWritten;
+  if (result != 0 || isWritten) return result;  // a tag that was written has no string flag
   bool found = false;
   unsigned long pos = 0;
   TagType tag = {};
@@ -340,7 +361,7 @@ long CTaggedDataManager::getString(unsigned char n, _String& out) {
   if (place.tag.length == 0) return 0;
   const char* text = bytes() + place.pos + format::kTagSize;
   if (text[place.tag.length - 1] != '\0') return kTagErrCorrupt;
-  out = decodeNarrow(text, std::strlen(text));
+  decodeNarrow(text, std::strlen(text), out);
   return 0;
 }
 

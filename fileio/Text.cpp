@@ -103,11 +103,19 @@ bool decodeUtf8(const char* bytes, size_t length, std::u16string& out) {
   return true;
 }
 
+// All bits together, not character by character: that takes a vector at a time. Texts are mostly
+// ASCII, and every field of text that is read or set passes here.
 template <class Character>
 bool isAscii(const Character* text, size_t length) {
-  return std::all_of(text, text + length, [](Character c) {
-    return static_cast<std::make_unsigned_t<Character>>(c) < 0x80;
-  });
+  std::make_unsigned_t<Character> bits = 0;
+  for (size_t i = 0; i < length; ++i) bits |= static_cast<std::make_unsigned_t<Character>>(text[i]);
+  return bits < 0x80;
+}
+
+// Characters of one kind as another's, which have room for them.
+template <class To, class From>
+void copyAscii(To* to, const From* from, size_t length) {
+  for (size_t i = 0; i < length; ++i) to[i] = static_cast<To>(from[i]);
 }
 
 std::wstring decodeCodePage(const char* bytes, size_t length) {
@@ -177,21 +185,30 @@ bool cutToUnits(std::wstring& text, size_t most) {
 
 std::string encodeNarrow(const wchar_t* text) {
   const size_t length = std::wcslen(text);
-  if (isAscii(text, length)) return std::string(text, text + length);
-  const std::u16string units = toUtf16(text, length);
-  const std::wstring clean = fromUtf16(units.data(), units.size());
   std::string narrow;
-  if (encodeCodePage(clean, narrow) && decodeNarrow(narrow.data(), narrow.size()) == clean) {
+  if (isAscii(text, length)) {
+    narrow.resize(length);
+    copyAscii(narrow.data(), text, length);
     return narrow;
   }
+  const std::u16string units = toUtf16(text, length);
+  const std::wstring clean = fromUtf16(units.data(), units.size());
+  std::wstring back;
+  if (encodeCodePage(clean, narrow)) decodeNarrow(narrow.data(), narrow.size(), back);
+  if (back == clean) return narrow;
   return utf8Of(units);
 }
 
-std::wstring decodeNarrow(const char* bytes, size_t length) {
-  if (isAscii(bytes, length)) return std::wstring(bytes, bytes + length);
+void decodeNarrow(const char* bytes, size_t length, std::wstring& out) {
   std::u16string units;
-  if (decodeUtf8(bytes, length, units)) return fromUtf16(units.data(), units.size());
-  return decodeCodePage(bytes, length);
+  if (isAscii(bytes, length)) {
+    out.resize(length);
+    copyAscii(out.data(), bytes, length);
+  } else if (decodeUtf8(bytes, length, units)) {
+    out = fromUtf16(units.data(), units.size());
+  } else {
+    out = decodeCodePage(bytes, length);
+  }
 }
 
 std::string toLogText(const wchar_t* text, size_t length) {

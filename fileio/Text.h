@@ -21,7 +21,12 @@ bool cutToUnits(std::wstring& text, size_t most);
 /// gives the same text back, else UTF-8 with lone surrogates in their three-byte form.
 std::string encodeNarrow(const wchar_t* text);
 /// The text of a string tag: UTF-8 where the bytes are valid UTF-8, else the code page.
-std::wstring decodeNarrow(const char* bytes, size_t length);
+void decodeNarrow(const char* bytes, size_t length, std::wstring& out);
+inline std::wstring decodeNarrow(const char* bytes, size_t length) {
+  std::wstring out;
+  decodeNarrow(bytes, length, out);
+  return out;
+}
 
 /// One byte of the system's ANSI code page a UTF-16 unit, `?` for what does not fit.
 std::string toLogText(const wchar_t* text, size_t length);

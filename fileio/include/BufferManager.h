@@ -7,10 +7,14 @@
 
 namespace kx_gen {
 
+/// How large a buffer inside of its owner is. Most rows fit: their fields take 131 bytes, and the
+/// text what it is long. With this room the allocation of a row takes 256 bytes.
+constexpr unsigned long kOwnRoomSize = 184;
+
 /// Edits the bytes at `*slot`, where `slot` is the owner's own pointer, so that the owner always
-/// sees the current buffer. Buffers come from `malloc`, save for one that is a part of the owner, and
-/// belong to the slot's owner; this class frees one only when it replaces it, or in `deleteBuff`.
-/// Copies edit the same slot.
+/// sees the current buffer. Buffers come from `malloc`, save for one that is a part of the owner,
+/// and belong to the slot's owner; this class frees one only when it replaces it, or in
+/// `deleteBuff`. Copies edit the same slot.
 class KX_API CBufferManager {
  public:
   /// `size` bytes of the `capacity` allocated at `*slot` are in use; growth is in whole blocks of
@@ -22,9 +26,9 @@ class KX_API CBufferManager {
 
   /// As the constructor; what was edited before is forgotten, not freed.
   void assignBuffer(char** slot, unsigned long size, unsigned long capacity, unsigned long block);
-  /// Says that a buffer `distance` bytes in front of the slot is a part of the slot's owner: it is
-  /// replaced as any other, but never freed.
-  void setOwnRoom(uint16_t distance) { ownRoom_ = distance; }
+  /// Says that the `kOwnRoomSize` bytes in front of the slot are a part of the slot's owner: as a
+  /// buffer they are replaced as any other, but never freed.
+  void setOwnRoom();
   unsigned long size() const { return size_; }  ///< Bytes in use.
   /// The byte at `pos`, valid until the next edit; null, after an assertion, outside the size.
   char* get(unsigned long pos) const;
@@ -50,7 +54,7 @@ class KX_API CBufferManager {
 
  protected:
   /// The buffer; null when there is none.
-  char* bytes() const { return slot_ != nullptr ? *slot_ : nullptr; }
+  char* bytes() const { return slot_ != nullptr ? *slot() : nullptr; }
 
  private:
   uint32_t room() const;
@@ -61,11 +65,18 @@ class KX_API CBufferManager {
 
   void freeBuffer();
 
+  /// Whether the owner has room of its own stands in the lowest bit of the address, which pointers
+  /// leave free: a manager has four fields, on every system.
+  char** slot() const {
+    const auto mark = reinterpret_cast<uintptr_t>(slot_) & 1;
+    return reinterpret_cast<char**>(reinterpret_cast<char*>(slot_) - mark);
+  }
+  bool hasOwnRoom() const { return (reinterpret_cast<uintptr_t>(slot_) & 1) != 0; }
+
   char** slot_ = nullptr;
   uint32_t capacity_ = 0;
   uint32_t size_ = 0;
   uint32_t block_ = 0;
-  uint16_t ownRoom_ = 0;  // 0: none
 };
 
 }  // namespace kx_gen

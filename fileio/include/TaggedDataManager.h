@@ -128,7 +128,9 @@ class KX_API CTaggedDataManager : public CBufferManager {
   void tagImage(TagType tag, unsigned char* image) const;
   long findTag(unsigned long id, bool* found, unsigned long* pos, TagType* tag) const;
   long insertEmptyTag(unsigned long id, unsigned long pos);
+  bool hasTagAt(unsigned long pos) const;
   void readTag(unsigned long pos, TagType* tag) const;
+  void writeChangedTag(unsigned long pos, uint32_t id, unsigned long len, unsigned char version);
   void writeTag(unsigned long pos, const TagType& tag);
   void swapTag(TagType& tag) const;
   bool isValidTag(const TagType& tag) const { return tag.code == kTaggedDataCode; }
