@@ -199,7 +199,7 @@ class RenameInGrowingFile : public Renaming {
 
 void addCategoryOperations(std::vector<Listed>& list) {
   list.push_back({"add, rename and delete categories and save them",
-                  [] { return std::make_unique<EditCategories>(); }, 60, 40});
+                  [] { return std::make_unique<EditCategories>(); }, 30, 40});
   list.push_back({"rename a category in a folder of 20 outlines",
                   [] { return std::make_unique<RenameInFolder>(); }, 300, 1000});
   list.push_back({"rename the category of an outline without a shared header",

@@ -194,7 +194,7 @@ void addOutlineOperations(std::vector<Listed>& list) {
   list.push_back({"create and save an outline of 200 rows",
                   [] { return std::make_unique<CreateOutline>(); }, 20, 400});
   list.push_back({"open and read an outline of 200 rows",
-                  [] { return std::make_unique<ReadOutline>(); }, 60, 600});
+                  [] { return std::make_unique<ReadOutline>(); }, 30, 600});
   list.push_back({"edit and save a memory outline",
                   [] { return std::make_unique<EditMemoryOutline>(); }, 30, 40});
 }
