@@ -1,7 +1,9 @@
 // Renaming the category of a folder of documents, 100 rows each.
 
+#include <cstring>
 #include <filesystem>
 #include <functional>
+#include <utility>
 #include <vector>
 
 #include "Kx.h"
@@ -62,30 +64,36 @@ void renameInSqlite(const std::string& file, const std::string& from, const std:
 
 void renameSqlite(benchmark::State& state) {
   const Folder folder = folderOf("sqlite", state, sqliteFile(kRowsEach));
-  std::string from = "Unfiled";
+  std::string from = kCategory;
   std::string to = kOtherCategory;
+  forEachFile(folder, [](const std::string& file) {
+    Sqlite(file).run("UPDATE header SET category = 'Work in hand'");
+  });
   for (auto _ : state) {
     forEachFile(folder, [&](const std::string& file) { renameInSqlite(file, from, to); });
-    from = std::exchange(to, from == kCategory ? kOtherCategory : kCategory);
+    std::swap(from, to);
   }
 }
 
-void renameInOpml(const std::string& file, const std::string& from, const std::string& to) {
+// From any category without `from`.
+void renameInOpml(const std::string& file, const char* from, const char* to) {
   pugi::xml_document document;
   document.load_file(file.c_str());
   pugi::xml_text category = document.child("opml").child("head").child("category").text();
-  if (category.get() != from) return;
-  category.set(to.c_str());
+  if (from != nullptr && std::strcmp(category.get(), from) != 0) return;
+  category.set(to);
   writeOpml(document, file);
 }
 
 void renameOpml(benchmark::State& state) {
   const Folder folder = folderOf("opml", state, opmlFile(kRowsEach));
-  std::string from = "Unfiled";
+  std::string from = kCategory;
   std::string to = kOtherCategory;
+  forEachFile(folder, [](const std::string& file) { renameInOpml(file, nullptr, kCategory); });
   for (auto _ : state) {
-    forEachFile(folder, [&](const std::string& file) { renameInOpml(file, from, to); });
-    from = std::exchange(to, from == kCategory ? kOtherCategory : kCategory);
+    forEachFile(folder,
+                [&](const std::string& file) { renameInOpml(file, from.c_str(), to.c_str()); });
+    std::swap(from, to);
   }
 }
 

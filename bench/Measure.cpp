@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "Kx.h"
+#include "Rows.h"
 
 namespace kx_bench {
 namespace {
@@ -50,6 +51,7 @@ int save(const Arguments& arguments) {
 }
 
 int append(const Arguments& arguments) {
+  rowText(0);  // makes up all texts, however many rows there are
   kx_gen::COutlineDB db;
   appendRows(db, std::stoul(arguments[0]));
   return 0;

@@ -1,5 +1,6 @@
 #include "TaggedDataManager.h"
 
+#include <bit>
 #include <cstring>
 #include <limits>
 #include <new>
@@ -42,6 +43,15 @@ uint32_t reversed32(uint32_t value) {
   return (value >> 24) | ((value >> 8) & 0xFF00) | ((value << 8) & 0xFF0000) | (value << 24);
 }
 
+template <class T>
+void putField(unsigned char* dst, T value) {
+  if (std::endian::native == std::endian::little) {
+    std::memcpy(dst, &value, sizeof(value));
+  } else {
+    putLittleEndian(dst, value, sizeof(value));
+  }
+}
+
 unsigned long stringTagId(unsigned char n) { return format::kStringTagBase + n; }
 
 }  // namespace
@@ -74,11 +84,12 @@ bool CTaggedDataManager::hasTagAt(unsigned long pos) const {
 }
 
 void CTaggedDataManager::readTag(unsigned long pos, TagType* tag) const {
-  unsigned char image[format::kTagSize] = {};
+  unsigned char outside[format::kTagSize] = {};
+  const unsigned char* image = outside;
   if (hasTagAt(pos)) {
-    std::memcpy(image, bytes() + pos, sizeof(image));
+    image = reinterpret_cast<const unsigned char*>(bytes()) + pos;
   } else {
-    read(pos, reinterpret_cast<char*>(image), sizeof(image));
+    read(pos, reinterpret_cast<char*>(outside), sizeof(outside));
   }
   tag->code = getLe16(image + format::kTagCodeOffset);
   tag->version = image[format::kTagVersionOffset];
@@ -89,13 +100,15 @@ void CTaggedDataManager::readTag(unsigned long pos, TagType* tag) const {
   kx_Check(isValidTag(*tag), kSource, kLineReadTag);
 }
 
+// Each field in one store: the walk that follows reads them so, and would wait for bytes that were
+// put together in any other way.
 void CTaggedDataManager::tagImage(TagType tag, unsigned char* image) const {
   swapTag(tag);
-  putLe16(image + format::kTagCodeOffset, tag.code);
+  putField<uint16_t>(image + format::kTagCodeOffset, tag.code);
   image[format::kTagVersionOffset] = tag.version;
-  putLe32(image + format::kTagFlagsOffset, tag.flags);
-  putLe32(image + format::kTagIdOffset, tag.id);
-  putLe32(image + format::kTagLengthOffset, tag.length);
+  putField<uint32_t>(image + format::kTagFlagsOffset, tag.flags);
+  putField<uint32_t>(image + format::kTagIdOffset, tag.id);
+  putField<uint32_t>(image + format::kTagLengthOffset, tag.length);
 }
 
 void CTaggedDataManager::writeTag(unsigned long pos, const TagType& tag) {
