@@ -227,14 +227,12 @@ TEST_F(PictureExhaustionTest, ADrawingThatCannotBeStoredLeavesTheRecordAsItWas) 
     const Bytes before = kx_test::blockOf(record);
     Handle handle = handleOf(dib);
     void* const source = handle.release();
-    bool isConverted = false;
     {
       const LargestRequest limit(kSmall, allowed);
       record.SetDrawing(source);
-      isConverted = allowed >= 2;  // the coder's buffer and the block
     }
-    if (!isConverted) MemFree(source);
     isStored = kx_test::blockOf(record) != before;
+    if (!isStored) MemFree(source);
     if (isStored) {
       EXPECT_EQ(kx_test::valueOf(record.getTaggedDataManager(), 12), drawingOf(dib));
     }
