@@ -1,5 +1,6 @@
 #include "Texts.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "Pictures.h"
@@ -92,10 +93,9 @@ bool Digest::AddOutline(COutlineDB& db) {
   AddText(text);
   AddNumber(db.GetSelectedIndex());
   AddNumber(static_cast<unsigned long>(db.GetDeletedThoughts().GetCount()));
-  for (kx_gen::CDBRecord* row : *db.GetRecordset()) {
-    if (!AddRow(static_cast<COutlineRecord&>(*row))) return false;
-  }
-  return true;
+  return std::ranges::all_of(*db.GetRecordset(), [this](kx_gen::CDBRecord* row) {
+    return AddRow(static_cast<COutlineRecord&>(*row));
+  });
 }
 
 }  // namespace kx_failing
