@@ -86,7 +86,7 @@ TEST_F(Session, AnEmptyNameIsRefused) {
 }
 
 TEST_F(Session, NamesInMessagesAreEscaped) {
-  const std::string rightToLeft = "\xE2\x80\xAE";  // U+202E
+  const std::string rightToLeft = {'\xE2', '\x80', '\xAE'};  // U+202E
   EXPECT_EQ(Kxo({"show", "a\u009B31m" + rightToLeft + ".kxo"}).err,
             "kxo: a\\u009b31m\\u202e.kxo: there is no such file; check the name\n");
 }
