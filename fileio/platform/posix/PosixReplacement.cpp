@@ -62,7 +62,8 @@ void RemoveAbandoned(const std::string& folder) {
   if (!kx_posix::ListFolder(folder, &names)) return;
   for (const std::string& name : names) {
     if (!IsTemporaryName(kx_posix::FromFileSystemText(name))) continue;
-    const FileName file = {folder + "/" + name, false, ERROR_SUCCESS};
+    FileName file = {folder, false, ERROR_SUCCESS};
+    file.path.append("/").append(name);
     OpenRequest request;
     request.info = kExclusive;
     const OpenResult found = kx_posix::OpenFile(file, request);
