@@ -67,7 +67,8 @@ thread_local void* newStorage = nullptr;
 
 }  // namespace
 
-void* CDBRecord::Store::withRoomBehind(void* memory) {
+// Inline, so that what the library keeps to itself is not exported with the class around it.
+inline void* CDBRecord::Store::withRoomBehind(void* memory) {
   auto* store = new (memory) Store;
   store->owners.store(kAllocation, std::memory_order_relaxed);
   newStorage = store + 1;
@@ -75,7 +76,7 @@ void* CDBRecord::Store::withRoomBehind(void* memory) {
 }
 
 // A record on the stack, in an array or inside of another object has no store in front of it.
-CDBRecord::Store* CDBRecord::Store::ofNewRecord(const CDBRecord* record) {
+inline CDBRecord::Store* CDBRecord::Store::ofNewRecord(const CDBRecord* record) {
   void* const storage = std::exchange(newStorage, nullptr);
   if (storage != record) return new Store;
   Store* const store = static_cast<Store*>(storage) - 1;
@@ -83,7 +84,7 @@ CDBRecord::Store* CDBRecord::Store::ofNewRecord(const CDBRecord* record) {
   return store;
 }
 
-void CDBRecord::Store::release(long share) {
+inline void CDBRecord::Store::release(long share) {
   // Who is alone cannot be joined by another meanwhile, and need not count down.
   if (owners.load(std::memory_order_acquire) != share && (owners -= share) != 0) return;
   this->~Store();
