@@ -18,7 +18,8 @@ static const wchar_t kDocument[] = L"journey.kxo";
   X(KX_FlatGuard)                                                                                 \
   X(KX_FlatLastError)                                                                             \
   X(KX_SetUnfiledCategoryName)                                                                    \
-  X(MemAlloc) X(MemGetPtr) X(MemReleasePtr) X(MemFree) X(MemGetSize) X(RV_CreateOutlineDB)        \
+  X(MemAlloc)                                                                                     \
+  X(MemGetPtr) X(MemReleasePtr) X(MemFree) X(MemGetSize) X(RV_CreateOutlineDB)                    \
       X(RV_DeleteOutlineDB) X(RV_Open) X(RV_Close) X(RV_InitNewDataBase) X(RV_ReadRows)           \
           X(RV_WriteRows) X(RV_WriteAllHeaders) X(RV_ReadSharedHeader) X(RV_ReadPrivateHeader)    \
               X(RV_GetSize) X(RV_GetRecord) X(RV_AppendRecordSet) X(RV_Delete) X(RV_AddDeletedId) \
