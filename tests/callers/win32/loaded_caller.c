@@ -14,22 +14,53 @@ static const wchar_t kDocument[] = L"journey.kxo";
 
 /* The functions that are asked for, each under its own name with "call_" in front. The header only
  * lends their types: nothing here is linked to the library. */
-#define FUNCTIONS(X)                                                                              \
-  X(KX_FlatGuard)                                                                                 \
-  X(KX_FlatLastError)                                                                             \
-  X(KX_SetUnfiledCategoryName)                                                                    \
-  X(MemAlloc)                                                                                     \
-  X(MemGetPtr) X(MemReleasePtr) X(MemFree) X(MemGetSize) X(RV_CreateOutlineDB)                    \
-      X(RV_DeleteOutlineDB) X(RV_Open) X(RV_Close) X(RV_InitNewDataBase) X(RV_ReadRows)           \
-          X(RV_WriteRows) X(RV_WriteAllHeaders) X(RV_ReadSharedHeader) X(RV_ReadPrivateHeader)    \
-              X(RV_GetSize) X(RV_GetRecord) X(RV_AppendRecordSet) X(RV_Delete) X(RV_AddDeletedId) \
-                  X(RV_IsDeletedId) X(RV_removeDeletedId) X(RV_SetCategoryName)                   \
-                      X(RV_GetCategoryName) X(RV_SetOutlineTitle) X(RV_GetOutlineTitle)           \
-                          X(RV_GetRecordString) X(RV_GetRecordLevel) X(RV_GetRecordChecked)       \
-                              X(RV_GetRecordId) X(RV_SetId) X(RV_SetIndent) X(RV_SetText)         \
-                                  X(RV_SetNote) X(RV_GetNote) X(RV_SetChecked) X(RV_SetNew)       \
-                                      X(RV_SetDrawing) X(RV_GetDrawing) X(RV_HasDrawing)          \
-                                          X(RV_GetDrawingSize)
+/* clang-format off */
+#define FUNCTIONS(X)           \
+  X(KX_FlatGuard)              \
+  X(KX_FlatLastError)          \
+  X(KX_SetUnfiledCategoryName) \
+  X(MemAlloc)                  \
+  X(MemGetPtr)                 \
+  X(MemReleasePtr)             \
+  X(MemFree)                   \
+  X(MemGetSize)                \
+  X(RV_CreateOutlineDB)        \
+  X(RV_DeleteOutlineDB)        \
+  X(RV_Open)                   \
+  X(RV_Close)                  \
+  X(RV_InitNewDataBase)        \
+  X(RV_ReadRows)               \
+  X(RV_WriteRows)              \
+  X(RV_WriteAllHeaders)        \
+  X(RV_ReadSharedHeader)       \
+  X(RV_ReadPrivateHeader)      \
+  X(RV_GetSize)                \
+  X(RV_GetRecord)              \
+  X(RV_AppendRecordSet)        \
+  X(RV_Delete)                 \
+  X(RV_AddDeletedId)           \
+  X(RV_IsDeletedId)            \
+  X(RV_removeDeletedId)        \
+  X(RV_SetCategoryName)        \
+  X(RV_GetCategoryName)        \
+  X(RV_SetOutlineTitle)        \
+  X(RV_GetOutlineTitle)        \
+  X(RV_GetRecordString)        \
+  X(RV_GetRecordLevel)         \
+  X(RV_GetRecordChecked)       \
+  X(RV_GetRecordId)            \
+  X(RV_SetId)                  \
+  X(RV_SetIndent)              \
+  X(RV_SetText)                \
+  X(RV_SetNote)                \
+  X(RV_GetNote)                \
+  X(RV_SetChecked)             \
+  X(RV_SetNew)                 \
+  X(RV_SetDrawing)             \
+  X(RV_GetDrawing)             \
+  X(RV_HasDrawing)             \
+  X(RV_GetDrawingSize)
+/* clang-format on */
 
 #define DECLARE(name) static __typeof__(name)* call_##name;
 FUNCTIONS(DECLARE)
