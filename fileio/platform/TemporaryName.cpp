@@ -13,11 +13,12 @@ constexpr std::wstring_view kEnd = L".tmp";
 constexpr std::wstring_view kDigits = L"0123456789abcdef";
 constexpr size_t kDigitCount = 16;
 
-/// Every bit of the result depends on every bit of the seed.
-uint64_t Mixed(uint64_t seed) {
-  seed = (seed ^ (seed >> 30)) * 0xBF58476D1CE4E5B9u;
-  seed = (seed ^ (seed >> 27)) * 0x94D049BB133111EBu;
-  return seed ^ (seed >> 31);
+/// Spreads every bit of a number over all 64: the output function of SplitMix64 (Steele, Lea,
+/// Flood, "Fast Splittable Pseudorandom Number Generators", 2014).
+uint64_t Mixed(uint64_t number) {
+  number = (number ^ (number >> 30)) * 0xBF58476D1CE4E5B9u;
+  number = (number ^ (number >> 27)) * 0x94D049BB133111EBu;
+  return number ^ (number >> 31);
 }
 
 /// Where a process stands in its address space and in time tells it from others; two that agree in
