@@ -95,7 +95,7 @@ class SafeSaveTest : public kx_test::KxTest {
     db.WriteAllHeaders();
     db.WriteRows();
     db.Close();
-    const Bytes bytes = readFile("in-place");
+    Bytes bytes = readFile("in-place");
     fs::remove("in-place");
     return bytes;
   }
