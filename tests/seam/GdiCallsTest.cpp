@@ -1,6 +1,9 @@
 // The drawing calls over bitmaps and palettes: what they do.
 #include <gmock/gmock.h>
 
+#include <random>
+#include <vector>
+
 #include "GdiSupport.h"
 
 namespace kx_seam {
@@ -160,6 +163,78 @@ TEST_F(GdiCallsTest, CopyingWithinOneBitmapReadsBeforeItWrites) {
   const Canvas canvas(section.get());
   BitBlt(canvas.get(), 1, 0, 3, 1, canvas.get(), 0, 0, SRCCOPY);
   EXPECT_THAT(shown(section, 4), ElementsAre(1, 1, 2, 3));
+}
+
+/// The bits of a bitmap whose rows stand from the top, and a copy of a part bit by bit.
+class Pixels {
+ public:
+  Pixels(const Section& section, LONG width, LONG height, WORD depth)
+      : depth_(depth), rowSize_((static_cast<size_t>(width) * depth + 31) / 32 * 4) {
+    bytes_.assign(section.bits, section.bits + rowSize_ * static_cast<size_t>(height));
+  }
+  bool Bit(LONG x, LONG y, unsigned bit) const {
+    return (bytes_[Byte(x, y, bit)] >> (7 - Place(x, bit) % 8) & 1) != 0;
+  }
+  void SetBit(LONG x, LONG y, unsigned bit, bool value) {
+    unsigned char& byte = bytes_[Byte(x, y, bit)];
+    const auto mask = static_cast<unsigned char>(0x80 >> Place(x, bit) % 8);
+    byte = static_cast<unsigned char>(value ? byte | mask : byte & ~mask);
+  }
+  /// These pixels, but for a part that is copied from others.
+  Pixels With(const Pixels& source, RECT from, POINT to) const {
+    Pixels copy = *this;
+    for (LONG y = 0; y < from.bottom - from.top; ++y) {
+      for (LONG x = 0; x < from.right - from.left; ++x) {
+        for (unsigned bit = 0; bit < depth_; ++bit) {
+          copy.SetBit(to.x + x, to.y + y, bit, source.Bit(from.left + x, from.top + y, bit));
+        }
+      }
+    }
+    return copy;
+  }
+  bool operator==(const Pixels& other) const { return bytes_ == other.bytes_; }
+
+ private:
+  size_t Place(LONG x, unsigned bit) const { return static_cast<size_t>(x) * depth_ + bit; }
+  size_t Byte(LONG x, LONG y, unsigned bit) const {
+    return static_cast<size_t>(y) * rowSize_ + Place(x, bit) / 8;
+  }
+
+  WORD depth_;
+  size_t rowSize_;
+  std::vector<unsigned char> bytes_;
+};
+
+TEST_F(GdiCallsTest, AnyPartIsCopiedToAnyPlaceAlsoWithinOneBitmap) {
+  constexpr LONG kWidth = 37;
+  constexpr LONG kHeight = 6;
+  std::minstd_rand random(1);
+  const auto below = [&](LONG limit) { return static_cast<LONG>(random() % limit); };
+  for (const WORD depth : {1, 4, 8, 16, 24, 32}) {
+    const Section one(Form(kWidth, -kHeight, depth));
+    const Section other(Form(kWidth, -kHeight, depth));
+    const Canvas canvas(one.get());
+    const Canvas second(other.get());
+    const size_t size = (static_cast<size_t>(kWidth) * depth + 31) / 32 * 4 * kHeight;
+    for (int round = 0; round < 300; ++round) {
+      for (size_t i = 0; i < size; ++i) one.bits[i] = static_cast<unsigned char>(random());
+      for (size_t i = 0; i < size; ++i) other.bits[i] = static_cast<unsigned char>(random());
+      const LONG width = 1 + below(kWidth);
+      const LONG height = 1 + below(kHeight);
+      const LONG left = below(kWidth - width + 1);
+      const LONG top = below(kHeight - height + 1);
+      const RECT from = {left, top, left + width, top + height};
+      const POINT to = {below(kWidth - width + 1), below(kHeight - height + 1)};
+      const bool within = round % 2 == 0;
+      const Pixels before(one, kWidth, kHeight, depth);
+      const Pixels source(within ? one : other, kWidth, kHeight, depth);
+      BitBlt(canvas.get(), to.x, to.y, width, height, (within ? canvas : second).get(), left, top,
+             SRCCOPY);
+      GdiFlush();
+      EXPECT_TRUE(Pixels(one, kWidth, kHeight, depth) == before.With(source, from, to))
+          << depth << " bits, round " << round;
+    }
+  }
 }
 
 TEST_F(GdiCallsTest, RowsAreCountedFromTheTop) {

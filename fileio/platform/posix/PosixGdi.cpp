@@ -45,6 +45,7 @@ class Bitmap : public Object {
   LONG height() const { return static_cast<LONG>(RowCount()); }
   WORD depth() const { return header_.biBitCount; }
   std::vector<RGBQUAD>& colors() { return colors_; }
+  const std::vector<RGBQUAD>& colors() const { return colors_; }
   BYTE* bits() { return bits_.data(); }
   size_t RowSize() const {
     return (static_cast<size_t>(header_.biWidth) * header_.biBitCount + 31) / 32 * 4;
@@ -86,6 +87,14 @@ class Bitmap : public Object {
     for (size_t i = 0; i < depth() / 8u; ++i) {
       row[column * (depth() / 8u) + i] = static_cast<BYTE>(value >> (8 * i));
     }
+  }
+
+  /// Where the pixel begins, or the byte that it shares.
+  const BYTE* PixelByte(int64_t x, int64_t y) const {
+    return bits_.data() + RowOffset(y) + static_cast<size_t>(x) * depth() / 8;
+  }
+  BYTE* PixelByte(int64_t x, int64_t y) {
+    return const_cast<BYTE*>(std::as_const(*this).PixelByte(x, y));
   }
 
   RGBQUAD ColorOf(DWORD value) const {
@@ -292,21 +301,82 @@ struct Span {
   int64_t last;
 };
 
-/// Every pixel is read before the first one is written: source and target may be one bitmap.
-void CopyPixels(const Bitmap& source, Bitmap& target, const Span& columns, const Span& rows) {
-  const bool sameForm = source.HasSameForm(target);
-  std::vector<DWORD> values;
-  for (int64_t y = rows.first; y < rows.last; ++y) {
-    for (int64_t x = columns.first; x < columns.last; ++x) {
-      const DWORD value = source.Get(columns.source + x, rows.source + y);
-      values.push_back(sameForm ? value : target.ValueOf(source.ColorOf(value)));
-    }
+/// What a pixel of one bitmap is in another.
+class Translation {
+ public:
+  Translation(const Bitmap& source, Bitmap& target)
+      : source_(source), target_(target), isNone_(source.HasSameForm(target)) {
+    if (isNone_) return;
+    for (const RGBQUAD& color : source.colors()) values_.push_back(target.ValueOf(color));
   }
-  auto next = values.begin();
-  for (int64_t y = rows.first; y < rows.last; ++y) {
-    for (int64_t x = columns.first; x < columns.last; ++x) {
-      target.Set(columns.target + x, rows.target + y, *next++);
+  bool isNone() const { return isNone_; }
+  DWORD operator()(DWORD value) const {
+    if (isNone_) return value;
+    return values_.empty() ? target_.ValueOf(source_.ColorOf(value)) : values_[value];
+  }
+
+ private:
+  const Bitmap& source_;
+  const Bitmap& target_;
+  bool isNone_;
+  std::vector<DWORD> values_;  // of the source's colours
+};
+
+/// Copies pixels of a row. All are read before the first one is written: source and target may be
+/// one row.
+class RowCopy {
+ public:
+  RowCopy(const Bitmap& source, Bitmap& target, const Span& columns)
+      : source_(source),
+        target_(target),
+        translation_(source, target),
+        from_(columns.source + columns.first),
+        to_(columns.target + columns.first),
+        count_(std::max<int64_t>(0, columns.last - columns.first)),
+        wholeBytes_(CountWholeBytes()),
+        values_(static_cast<size_t>(count_ - PixelsIn(wholeBytes_))) {}
+
+  void operator()(int64_t sourceRow, int64_t targetRow) {
+    const int64_t done = PixelsIn(wholeBytes_);
+    int64_t x = from_ + done;
+    for (DWORD& value : values_) value = translation_(source_.Get(x++, sourceRow));
+    if (wholeBytes_ > 0) {
+      std::memmove(target_.PixelByte(to_, targetRow), source_.PixelByte(from_, sourceRow),
+                   wholeBytes_);
     }
+    x = to_ + done;
+    for (const DWORD value : values_) target_.Set(x++, targetRow, value);
+  }
+
+ private:
+  int64_t PixelsIn(size_t bytes) const { return static_cast<int64_t>(bytes * 8 / source_.depth()); }
+  /// Those that hold nothing but pixels of the row, and stay as they are. Pixel by pixel a large
+  /// drawing takes seconds.
+  size_t CountWholeBytes() const {
+    const auto bitsBefore = [&](int64_t pixels) {
+      return static_cast<size_t>(pixels) * source_.depth();
+    };
+    if (!translation_.isNone() || bitsBefore(from_) % 8 != 0 || bitsBefore(to_) % 8 != 0) return 0;
+    return bitsBefore(count_) / 8;
+  }
+
+  const Bitmap& source_;
+  Bitmap& target_;
+  Translation translation_;
+  int64_t from_;
+  int64_t to_;
+  int64_t count_;
+  size_t wholeBytes_;
+  std::vector<DWORD> values_;  // of the pixels that are copied one by one
+};
+
+/// Every row is read before it is written over: source and target may be one bitmap.
+void CopyPixels(const Bitmap& source, Bitmap& target, const Span& columns, const Span& rows) {
+  RowCopy copy(source, target, columns);
+  const bool fromBelow = rows.target > rows.source;
+  for (int64_t i = rows.first; i < rows.last; ++i) {
+    const int64_t y = fromBelow ? rows.first + rows.last - 1 - i : i;
+    copy(rows.source + y, rows.target + y);
   }
 }
 
