@@ -90,12 +90,8 @@ class Bitmap : public Object {
   }
 
   /// Where the pixel begins, or the byte that it shares.
-  const BYTE* PixelByte(int64_t x, int64_t y) const {
-    return bits_.data() + RowOffset(y) + static_cast<size_t>(x) * depth() / 8;
-  }
-  BYTE* PixelByte(int64_t x, int64_t y) {
-    return const_cast<BYTE*>(std::as_const(*this).PixelByte(x, y));
-  }
+  const BYTE* PixelByte(int64_t x, int64_t y) const { return bits_.data() + PixelOffset(x, y); }
+  BYTE* PixelByte(int64_t x, int64_t y) { return bits_.data() + PixelOffset(x, y); }
 
   RGBQUAD ColorOf(DWORD value) const {
     if (!colors_.empty()) return colors_[value];
@@ -135,6 +131,10 @@ class Bitmap : public Object {
   size_t RowOffset(int64_t y) const {
     const auto fromTop = static_cast<size_t>(y);
     return RowSize() * (header_.biHeight < 0 ? fromTop : RowCount() - 1 - fromTop);
+  }
+
+  size_t PixelOffset(int64_t x, int64_t y) const {
+    return RowOffset(y) + static_cast<size_t>(x) * depth() / 8;
   }
 
   DWORD NearestColor(const RGBQUAD& color) const {
