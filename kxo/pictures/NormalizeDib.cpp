@@ -3,12 +3,11 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <memory>
 #include <optional>
 
 #include "DibLayout.h"
 #include "KxLittleEndian.h"
-#include "MemAPI.h"
+#include "pictures/OwnedHandle.h"
 
 namespace kxo {
 
@@ -34,11 +33,6 @@ constexpr size_t kChannels = 3;
 // coded size.
 constexpr uint64_t kSparseSizeMax = 16u << 20;
 constexpr uint64_t kRunLengthFactor = 256;
-
-struct HandleFree {
-  void operator()(void* handle) const { MemFree(handle); }
-};
-using OwnedHandle = std::unique_ptr<void, HandleFree>;
 
 /// A packed bitmap of known size.
 struct Block {
