@@ -148,7 +148,10 @@ bool encodeCodePage(const std::wstring& text, std::string& out) {
 
 }  // namespace
 
-void setNarrowCodePage(unsigned int codePage) { narrowCodePage.store(codePage); }
+bool setNarrowCodePage(unsigned int codePage) {
+  narrowCodePage.store(codePage);
+  return MultiByteToWideChar(codePageInUse(), 0, "A", 1, nullptr, 0) > 0;
+}
 
 std::u16string toUtf16(const wchar_t* text, size_t length) {
   std::u16string out;

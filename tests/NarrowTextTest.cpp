@@ -290,6 +290,13 @@ TEST_F(NarrowTextTest, AnotherCodePageStoresItsOwnLetters) {
   expectStored(L"\u017E\u0159", "9E F8");
 }
 
+TEST_F(NarrowTextTest, SettingACodePageTellsWhetherTheSystemKnowsIt) {
+  for (const unsigned int known : {0u, 437u, 932u, 1251u, 65001u}) {
+    EXPECT_TRUE(setNarrowCodePage(known)) << known;
+  }
+  EXPECT_FALSE(setNarrowCodePage(54321));
+}
+
 TEST_F(NarrowTextTest, TheSameBytesReadDifferentlyInAnotherCodePage) {
   const Bytes bytes = fromHex("CF F0 E8 E2 E5 F2");
   EXPECT_EQ(L"\u00CF\u00F0\u00E8\u00E2\u00E5\u00F2", decoded(bytes));

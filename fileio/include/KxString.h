@@ -92,7 +92,7 @@ KX_API CFileStream& operator>>(CFileStream& stream, _String& text);
 
 /// Sets the code page of the narrow text in string tags for the whole process, for files from
 /// devices of other regions. 0 restores the default: the system's ANSI code page on Windows, 1252
-/// elsewhere.
-KX_API void setNarrowCodePage(unsigned int codePage);
+/// elsewhere. False when the system does not know the page: texts are then taken for 1252.
+KX_API bool setNarrowCodePage(unsigned int codePage);
 
 }  // namespace kx_gen

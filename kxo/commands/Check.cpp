@@ -9,6 +9,7 @@
 #include "InputFile.h"
 #include "Output.h"
 #include "Text.h"
+#include "commands/CodePageOption.h"
 #include "commands/Commands.h"
 #include "commands/KindOption.h"
 #include "salvage/Reader.h"
@@ -207,6 +208,7 @@ void AddCheck(CLI::App& app, ChosenCommand& chosen) {
   command->add_option("FILE", options->files, "The documents; - is standard input")->required();
   command->add_flag("--json", options->json, "Print the findings as JSON");
   AddKindOption(*command, options->kind);
+  AddCodePageOption(*command);
   command->callback([options, &chosen] {
     chosen = [options](const Session& session) { Checking(session, *options).Run(); };
   });

@@ -11,6 +11,7 @@
 #include "Output.h"
 #include "TagList.h"
 #include "Text.h"
+#include "commands/CodePageOption.h"
 #include "commands/Commands.h"
 
 namespace kxo {
@@ -320,6 +321,7 @@ void AddInfo(CLI::App& app, ChosenCommand& chosen) {
       "for synchronisation, every field of the headers, and what takes how much room. Fields\n"
       "that synchronisation has yet to see are marked as changed.\n");
   command->add_option("FILE", *name, "The document")->required();
+  AddCodePageOption(*command);
   command->callback(
       [name, &chosen] { chosen = [name](const Session& session) { RunInfo(session, *name); }; });
 }

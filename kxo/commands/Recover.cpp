@@ -15,6 +15,7 @@
 #include "SafeSave.h"
 #include "System.h"
 #include "Text.h"
+#include "commands/CodePageOption.h"
 #include "commands/Commands.h"
 #include "commands/KindOption.h"
 #include "salvage/Rebuilder.h"
@@ -253,6 +254,7 @@ void AddRecover(CLI::App& app, ChosenCommand& chosen) {
   command->add_flag("--force", options->force, "Replace OUT if it exists");
   command->add_flag("--json", options->json, "Print the losses as JSON");
   AddKindOption(*command, options->kind);
+  AddCodePageOption(*command);
   command->callback([options, &chosen] {
     chosen = [options](const Session& session) { RunRecover(session, *options); };
   });

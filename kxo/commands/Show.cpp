@@ -6,6 +6,7 @@
 #include "Document.h"
 #include "Output.h"
 #include "Text.h"
+#include "commands/CodePageOption.h"
 #include "commands/Commands.h"
 
 namespace kxo {
@@ -113,6 +114,7 @@ void AddShow(CLI::App& app, ChosenCommand& chosen) {
       "folded item is printed too.\n");
   command->add_option("FILE", options->file, "The document")->required();
   command->add_flag("--notes", options->notes, "Print the notes below their items, behind a colon");
+  AddCodePageOption(*command);
   command->callback([options, &chosen] {
     chosen = [options](const Session& session) { RunShow(session, *options); };
   });

@@ -58,6 +58,23 @@ TEST_F(CommandLine, WrongLinesAreToldInOneLineThatNamesTheHelp) {
             "kxo: --output: 1 required OUT missing; try kxo import --help\n");
 }
 
+TEST_F(CommandLine, ReadingCommandsTakeTheCodePageOfADevice) {
+  kx_gen::setNarrowCodePage(1251);
+  WriteDocument("a.kxo", [](kx_gen::COutlineDB& db) { AddRow(db, 0, L"\u041F\u0440\u0438"); });
+  kx_gen::setNarrowCodePage(0);
+  EXPECT_EQ(Kxo({"show", "a.kxo"}).out, "Untitled\n- Ïðè\n");
+  EXPECT_EQ(Kxo({"show", "a.kxo", "--codepage", "1251"}).out, "Untitled\n- При\n");
+  for (const char* page : {"54321", "0", "x", "1251x", "-1251", "99999999999999999999"}) {
+    for (const char* command : {"show", "info", "check", "recover"}) {
+      const ProgramRun run = Kxo({command, "a.kxo", std::string("--codepage=") + page});
+      EXPECT_EQ(run.exitCode, 2);
+      EXPECT_THAT(run.err,
+                  StartsWith(std::string("kxo: --codepage: this system knows no code page ") +
+                             page + "; try kxo "));
+    }
+  }
+}
+
 TEST_F(CommandLine, HelpThatCannotBeWrittenIsAFailure) {
   options_.refusesOutput = true;
   EXPECT_EQ(Kxo({"--help"}).exitCode, 2);
