@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "Failure.h"
+#include "StoredFields.h"
 #include "System.h"
 #include "Text.h"
 
@@ -43,59 +44,6 @@ std::string PlaceOfOpening(const CException& e) {
     default:
       return AtOffset(format::kHeaderTablePos, "the header table");
   }
-}
-
-std::string TextOf(COutlineRecord& row) {
-  _String text;
-  row.GetText(text);
-  return FromWide(text);
-}
-
-std::optional<std::string> NoteOf(COutlineRecord& row) {
-  if (!row.HasNote()) return std::nullopt;
-  _String note;
-  row.GetNote(note);
-  return FromWide(note);
-}
-
-std::optional<Drawing> DrawingOf(COutlineRecord& row) {
-  if (!row.HasDrawing()) return std::nullopt;
-  Drawing drawing;
-  row.GetDrawingSize(drawing.width, drawing.height);
-  row.getTaggedDataManager().getTagDataSize(format::kTagDrawing, &drawing.sizeBytes);
-  return drawing;
-}
-
-Item ItemOf(COutlineRecord& row) {
-  Item item;
-  item.id = static_cast<uint32_t>(row.GetId());
-  item.text = TextOf(row);
-  item.note = NoteOf(row);
-  item.expanded = row.GetExpanded();
-  item.checked = row.GetChecked();
-  item.isNew = row.IsNew();
-  item.changed = row.IsChanged();
-  item.deleted = row.IsDeleted();
-  item.empty = row.IsEmpty();
-  item.archived = row.IsArchived();
-  item.sortChanged = row.IsSortChanged();
-  item.drawing = DrawingOf(row);
-  return item;
-}
-
-void FillRow(COutlineRecord& row, const Outline::Node& node) {
-  const Item& item = node.item;
-  row.SetId(item.id);
-  row.SetIndent(static_cast<unsigned char>(node.level));
-  row.SetText(ToWide(item.text).c_str());
-  if (item.note) {
-    row.SetNote(ToWide(*item.note).c_str());
-  } else {
-    row.DeleteNote();
-  }
-  row.SetExpanded(item.expanded);
-  row.SetChecked(item.checked);
-  row.SetNew(item.isNew);
 }
 
 /// Where wide text has 16 bits, a character may be two units, which stay together.
@@ -140,20 +88,64 @@ bool Document::HasHeader(unsigned short id) {
 
 Outline Document::ReadOutline() {
   ReadOneHeader(format::kPrivateOutlineHeaderId);
+  ReadAllRows();
+  return GetOutline();
+}
+
+Outline Document::ReadWhole() {
+  for (const uint16_t id :
+       {format::kConduitHeaderId, format::kSharedHeaderId, format::kPrivateOutlineHeaderId}) {
+    ReadStoredHeader(id);
+  }
+  ReadAllRows();
+  return GetWhole();
+}
+
+void Document::ReadAllRows() {
   WhileReading(
       name_, [this](const CException&) { return PlaceOfLastRow(); }, [this] { ReadRows(); });
-  return GetOutline();
+}
+
+/// As it stands in the file: without the fields that the library adds to those of older files.
+void Document::ReadStoredHeader(unsigned short id) {
+  InHeader(id, [this, id] {
+    for (const kx_gen::THeaderInfo* info : GetHeaderManager().GetReadList()) {
+      if (info->record.id != id) continue;
+      Seek(static_cast<long>(GetHeaderManager().GetHeaderReadPos(id)), 0);
+      info->header->Read(*this, info->record.size);
+    }
+  });
 }
 
 Outline Document::GetOutline() {
   Outline outline;
   outline.title = GetTitle();
+  AddItems(outline);
+  return outline;
+}
+
+void Document::AddItems(Outline& outline) {
   const auto count = static_cast<size_t>(GetRecordset()->getSize());
   for (size_t i = 0; i < count; ++i) {
     unsigned level = 0;
     Item item = ReadItem(i, level);
     outline.Add(level, std::move(item));
   }
+}
+
+Outline Document::GetWhole() {
+  Outline outline;
+  outline.headers = TableOf(GetHeaderManager(), salvage::Kind::kOutline);
+  outline.headers.conduit =
+      InHeader(format::kConduitHeaderId, [this] { return ExtrasOf(*GetConduitHeader()); });
+  outline.shared = InHeader(format::kSharedHeaderId, [this] { return FieldsOf(Shared()); });
+  outline.view =
+      InHeader(format::kPrivateOutlineHeaderId, [&] { return ViewOf(Private(), outline.title); });
+  const kx_gen::CDeletedThoughts& deleted = GetDeletedThoughts();
+  for (size_t i = 0; i < deleted.GetCount(); ++i) {
+    outline.deletedIds.push_back(static_cast<uint32_t>(deleted.GetId(i)));
+  }
+  AddItems(outline);
   return outline;
 }
 
@@ -170,17 +162,29 @@ Item Document::ReadItem(size_t index, unsigned& level) {
       name_, [this, index](const CException&) { return PlaceOfRow(index); },
       [&] {
         auto& row = static_cast<COutlineRecord&>(*getRecord(index));
-        level = row.GetIndent();
-        return ItemOf(row);
+        return ItemOf(row, level);
       });
 }
 
 void Document::TakeItems(const Outline& outline) {
   WhileWriting(name_, [&] {
     for (const Outline::Node& node : outline.GetNodes()) {
-      FillRow(static_cast<COutlineRecord&>(*GetRecordset()->Append()), node);
+      auto& row = static_cast<COutlineRecord&>(*GetRecordset()->Append());
+      FillRow(row, node.level, node.item);
     }
   });
+}
+
+void Document::TakeWhole(const Outline& outline) {
+  WhileWriting(name_, [&] {
+    TakeTable(GetHeaderManager(), outline.headers);
+    InitNewDatabase();
+    FillHeader(*GetConduitHeader(), outline.headers.conduit);
+    FillHeader(Shared(), outline.shared);
+    FillHeader(Private(), outline.title, outline.view);
+    for (const uint32_t id : outline.deletedIds) AddDeletedId(id);
+  });
+  TakeItems(outline);
 }
 
 bool Document::TitleFits(const std::wstring& title) {

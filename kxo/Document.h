@@ -12,9 +12,6 @@
 
 namespace kxo {
 
-/// The name that this tool gives to items without a category.
-constexpr const wchar_t* kUnfiledName = L"Unfiled";
-
 class Document : public kx_gen::COutlineDB {
  public:
   /// `name` is the file as messages call it.
@@ -33,8 +30,16 @@ class Document : public kx_gen::COutlineDB {
   std::string GetTitle();  ///< Of the header as it is in memory.
   /// Title and rows as they are in memory.
   Outline GetOutline();
+  /// Reads everything, as it stands in the file.
+  Outline ReadWhole();
+  /// Everything as it is in memory. What is read and then taken by another document gives the same
+  /// rows and headers there, byte for byte.
+  Outline GetWhole();
   /// Takes the items as new rows.
   void TakeItems(const Outline& outline);
+  /// Makes this, which must be as constructed, a new document with all of the outline. The title is
+  /// taken as it is: saving throws a Failure when it does not fit its header.
+  void TakeWhole(const Outline& outline);
   /// Takes as much of the title as its header holds.
   void TakeTitle(const std::string& title);
   /// Saves everything as this file, so that it is the old or the new document whatever happens
@@ -56,6 +61,9 @@ class Document : public kx_gen::COutlineDB {
  private:
   void OpenOrThrow(const std::filesystem::path& file, unsigned int mode);
   void ReadOneHeader(unsigned short id);
+  void ReadStoredHeader(unsigned short id);
+  void ReadAllRows();
+  void AddItems(Outline& outline);
   Item ReadItem(size_t index, unsigned& level);
   std::string PlaceOfHeader(unsigned short id);
   std::string PlaceOfLastRow();

@@ -3,6 +3,7 @@
 #include "RunAndTell.h"
 #include "Session.h"
 #include "System.h"
+#include "Text.h"
 
 namespace kxo {
 namespace {
@@ -12,7 +13,7 @@ void Run(int argc, char** argv) {
   const ChosenCommand command = ReadCommandLine(sys::Arguments(argc, argv));
   if (!command) return;
   const Session session;
-  kx_gen::CCategoryDB::setUnfiledCategoryName(kUnfiledName);
+  kx_gen::CCategoryDB::setUnfiledCategoryName(ToWide(kUnfiledName).c_str());
   command(session);
 }
 

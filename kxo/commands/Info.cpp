@@ -265,7 +265,7 @@ void ListItems(const Outline& outline, Listing& listing) {
   uint64_t drawingBytes = 0;
   for (const Outline::Node& node : nodes) {
     levels = std::max(levels, node.level + 1);
-    if (node.item.drawing) drawingBytes += node.item.drawing->sizeBytes;
+    if (node.item.drawing) drawingBytes += node.item.drawing->block.size();
   }
   listing.Section("Items");
   listing.Add("items", Number(nodes.size()));

@@ -1,0 +1,649 @@
+#include "StoredFields.h"
+
+#include <algorithm>
+#include <new>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+#include "TagList.h"
+#include "Text.h"
+#include "salvage/Fields.h"
+
+namespace kxo {
+
+namespace format = kx_gen::format;
+
+using kx_gen::_String;
+using kx_gen::CCategoryRecord;
+using kx_gen::CConduitHeader;
+using kx_gen::CLinkedOutlRec;
+using kx_gen::COutlineRecord;
+using kx_gen::CPrivateOutlineHeader;
+using kx_gen::CSharedHeader;
+using kx_gen::CTaggedDataHeader;
+using kx_gen::CTaggedDataManager;
+using salvage::Kind;
+
+namespace {
+
+void CheckResult(long result) {
+  if (result == -1) throw std::bad_alloc();
+  CTaggedDataManager::ProcessError(".\\StoredFields", 0, result, nullptr);
+}
+
+// --- Blocks ---
+
+std::string_view BlockOf(CTaggedDataManager& tags) {
+  return tags.size() == 0 ? std::string_view() : std::string_view(tags.get(0), tags.size());
+}
+
+/// Replaces the whole block of a row or header.
+template <class Holder>
+void SetBlock(Holder& holder, std::string_view block) {
+  holder.FreeData();
+  CTaggedDataManager& tags = holder.getTaggedDataManager();
+  CheckResult(tags.insert(0, block.data(), static_cast<unsigned long>(block.size())));
+}
+
+std::string DataOf(CTaggedDataManager& tags, uint32_t id) {
+  unsigned long size = 0;
+  CheckResult(tags.getTagDataSize(id, &size));
+  const char* data = tags.getDataPtr(id, size);
+  if (data == nullptr) CheckResult(kx_gen::kTagErrCorrupt);
+  return {data, size};
+}
+
+void SetTag(CTaggedDataManager& tags, const UnknownTag& tag) {
+  CheckResult(tags.setData(tag.id, tag.data.data(), static_cast<unsigned long>(tag.data.size()),
+                           nullptr, tag.version));
+  CheckResult(tags.setTagChanged(tag.id, tag.changed));
+}
+
+bool HasTag(CTaggedDataManager& tags, uint32_t id) {
+  bool found = false;
+  CheckResult(tags.hasTag(id, &found));
+  return found;
+}
+
+bool IsMarked(CTaggedDataManager& tags, uint32_t id) {
+  bool changed = false;
+  CheckResult(tags.getTagChanged(id, &changed));
+  return changed;
+}
+
+uint8_t VersionOf(CTaggedDataManager& tags, uint32_t id) {
+  unsigned char version = 0;
+  CheckResult(tags.getTagVersion(id, &version));
+  return version;
+}
+
+/// The tags that are no fields, as far as the block is sound.
+std::vector<UnknownTag> UnknownTagsOf(std::string_view block, salvage::Fields fields) {
+  std::vector<UnknownTag> unknown;
+  const auto* bytes = reinterpret_cast<const unsigned char*>(block.data());
+  size_t pos = 0;
+  for (const TagEntry& entry : ListTags(bytes, block.size())) {
+    if (FindField(fields, entry.id) == nullptr) {
+      const uint32_t flags = kx_gen::getLe32(bytes + pos + format::kTagFlagsOffset);
+      unknown.push_back(
+          {entry.id, std::string(block.substr(pos + format::kTagSize, entry.sizeBytes)),
+           (flags & format::kTagFlagChanged) != 0, bytes[pos + format::kTagVersionOffset]});
+    }
+    pos += format::kTagSize + entry.sizeBytes;
+  }
+  return unknown;
+}
+
+// --- What stands beside the values ---
+
+Extras ExtrasOf(CTaggedDataManager& tags, salvage::Fields fields) {
+  Extras extras;
+  for (const salvage::Field& field : fields) {
+    if (!HasTag(tags, field.tag)) continue;
+    if (!IsMarked(tags, field.tag)) extras.unmarked.push_back(field.tag);
+    const uint8_t version = VersionOf(tags, field.tag);
+    if (version != 0) extras.versions.emplace_back(field.tag, version);
+  }
+  extras.unknownTags = UnknownTagsOf(BlockOf(tags), fields);
+  return extras;
+}
+
+bool Contains(const std::vector<UnknownTag>& list, const UnknownTag& tag) {
+  return std::find(list.begin(), list.end(), tag) != list.end();
+}
+
+void SetVersion(CTaggedDataManager& tags, uint32_t id, uint8_t version) {
+  if (VersionOf(tags, id) == version) return;
+  SetTag(tags, {id, DataOf(tags, id), true, version});
+}
+
+uint8_t WantedVersion(const Extras& extras, uint32_t id) {
+  for (const auto& [tag, version] : extras.versions) {
+    if (tag == id) return version;
+  }
+  return 0;
+}
+
+/// `present`: what the block has already.
+void ApplyExtras(CTaggedDataManager& tags, salvage::Fields fields, const Extras& present,
+                 const Extras& wanted) {
+  for (const UnknownTag& tag : present.unknownTags) {
+    if (!Contains(wanted.unknownTags, tag)) CheckResult(tags.deleteData(tag.id));
+  }
+  for (const UnknownTag& tag : wanted.unknownTags) {
+    if (!Contains(present.unknownTags, tag)) SetTag(tags, tag);
+  }
+  for (const salvage::Field& field : fields) {
+    if (!HasTag(tags, field.tag)) continue;
+    SetVersion(tags, field.tag, WantedVersion(wanted, field.tag));
+    const bool isUnmarked = std::find(wanted.unmarked.begin(), wanted.unmarked.end(), field.tag) !=
+                            wanted.unmarked.end();
+    CheckResult(tags.setTagChanged(field.tag, !isUnmarked));
+  }
+}
+
+/// Whether a value is to be put in.
+template <class Model, class Value>
+bool Differs(const Model* present, const Model& wanted, Value Model::*value) {
+  return present == nullptr || !(present->*value == wanted.*value);
+}
+
+// --- Rows ---
+
+template <class Model>
+void ReadFlags(kx_gen::CDBRecord& row, Model& model) {
+  model.isNew = row.IsNew();
+  model.changed = row.IsChanged();
+  model.deleted = row.IsDeleted();
+  model.empty = row.IsEmpty();
+  model.archived = row.IsArchived();
+  model.sortChanged = row.IsSortChanged();
+}
+
+template <class Model>
+void SetFlags(kx_gen::CDBRecord& row, const Model* present, const Model& wanted) {
+  if (Differs(present, wanted, &Model::isNew)) row.SetNew(wanted.isNew);
+  if (Differs(present, wanted, &Model::changed)) row.SetChanged(wanted.changed);
+  if (Differs(present, wanted, &Model::deleted)) row.SetDeleted(wanted.deleted);
+  if (Differs(present, wanted, &Model::empty)) row.SetEmpty(wanted.empty);
+  if (Differs(present, wanted, &Model::archived)) row.SetArchived(wanted.archived);
+  if (Differs(present, wanted, &Model::sortChanged)) row.SetSortChanged(wanted.sortChanged);
+}
+
+/// An item and the level that its row holds too.
+struct LeveledItem {
+  Item item;
+  unsigned level = 0;
+  bool operator==(const LeveledItem&) const = default;
+};
+
+template <class Row>
+constexpr bool kIsLinked = std::is_same_v<Row, CLinkedOutlRec>;
+
+template <class Row>
+struct ItemCodec {
+  using Holder = Row;
+  using Model = LeveledItem;
+  static salvage::Fields Fields() {
+    return RowFields(kIsLinked<Row> ? Kind::kMemory : Kind::kOutline);
+  }
+  template <class Any>
+  static auto& ExtrasIn(Any& model) {
+    return model.item.extras;
+  }
+  static Model Read(Row& row);
+  static void Apply(Row& row, const Model* present, const Model& wanted);
+};
+
+template <class Getter>
+std::string TextFrom(Getter getter) {
+  _String text;
+  getter(text);
+  return FromWide(text);
+}
+
+template <class Row>
+LeveledItem ItemCodec<Row>::Read(Row& row) {
+  LeveledItem read;
+  Item& item = read.item;
+  read.level = row.GetIndent();
+  item.id = static_cast<uint32_t>(row.GetId());
+  item.text = TextFrom([&](_String& text) { row.GetText(text); });
+  if (row.HasNote()) item.note = TextFrom([&](_String& text) { row.GetNote(text); });
+  item.expanded = row.GetExpanded();
+  item.checked = row.GetChecked();
+  ReadFlags(row, item);
+  if (row.HasDrawing()) {
+    item.drawing = DrawingOf(DataOf(row.getTaggedDataManager(), format::kTagDrawing));
+  }
+  if constexpr (kIsLinked<Row>) {
+    item.internalId = static_cast<uint32_t>(row.getInternalId());
+    item.parentId = static_cast<uint32_t>(row.getParentId());
+  }
+  return read;
+}
+
+void SetNote(COutlineRecord& row, const std::optional<std::string>& note) {
+  if (note) {
+    row.SetNote(ToWide(*note).c_str());
+  } else {
+    row.DeleteNote();
+  }
+}
+
+void SetDrawing(COutlineRecord& row, const std::optional<Drawing>& drawing) {
+  if (drawing) {
+    SetTag(row.getTaggedDataManager(), {format::kTagDrawing, drawing->block, true, 0});
+  } else {
+    row.DeleteBitmap();
+  }
+}
+
+template <class Row>
+void ItemCodec<Row>::Apply(Row& row, const LeveledItem* present, const LeveledItem& wanted) {
+  const Item* const was = present != nullptr ? &present->item : nullptr;
+  const Item& item = wanted.item;
+  if (Differs(present, wanted, &LeveledItem::level)) {
+    row.SetIndent(static_cast<unsigned char>(wanted.level));
+  }
+  if (Differs(was, item, &Item::id)) row.SetId(item.id);
+  if (Differs(was, item, &Item::text)) row.SetText(ToWide(item.text).c_str());
+  if (Differs(was, item, &Item::note)) SetNote(row, item.note);
+  if (Differs(was, item, &Item::expanded)) row.SetExpanded(item.expanded);
+  if (Differs(was, item, &Item::checked)) row.SetChecked(item.checked);
+  SetFlags(row, was, item);
+  if (Differs(was, item, &Item::drawing)) SetDrawing(row, item.drawing);
+  if constexpr (kIsLinked<Row>) {
+    if (Differs(was, item, &Item::internalId)) row.setInternalId(item.internalId);
+    if (Differs(was, item, &Item::parentId)) row.setParentId(item.parentId);
+  }
+}
+
+struct CategoryCodec {
+  using Holder = CCategoryRecord;
+  using Model = Category;
+  static salvage::Fields Fields() { return RowFields(Kind::kCategory); }
+  template <class Any>
+  static auto& ExtrasIn(Any& model) {
+    return model.extras;
+  }
+  static Model Read(Holder& row);
+  static void Apply(Holder& row, const Model* present, const Model& wanted);
+};
+
+Category CategoryCodec::Read(CCategoryRecord& row) {
+  Category category;
+  category.id = static_cast<uint32_t>(row.GetCategoryId());
+  category.name = TextFrom([&](_String& text) { row.GetCategoryName(text); });
+  category.lastChangedTime = static_cast<uint32_t>(row.GetLastChangedTime());
+  ReadFlags(row, category);
+  return category;
+}
+
+void CategoryCodec::Apply(CCategoryRecord& row, const Category* present, const Category& wanted) {
+  if (Differs(present, wanted, &Category::id)) row.SetCategoryId(wanted.id);
+  if (Differs(present, wanted, &Category::name)) row.SetCategoryName(ToWide(wanted.name).c_str());
+  if (Differs(present, wanted, &Category::lastChangedTime)) {
+    row.SetLastChangedTime(wanted.lastChangedTime);
+  }
+  SetFlags(row, present, wanted);
+}
+
+// --- Headers ---
+
+bool HasText(const CTaggedDataHeader& header, uint8_t number) {
+  return header.hasStringTag(number);
+}
+
+struct SharedCodec {
+  using Holder = CSharedHeader;
+  using Model = SharedFields;
+  static salvage::Fields Fields() { return salvage::HeaderFields(format::kSharedHeaderId); }
+  template <class Any>
+  static auto& ExtrasIn(Any& model) {
+    return model.extras;
+  }
+  static Model Read(Holder& header);
+  static void Apply(Holder& header, const Model* present, const Model& wanted);
+};
+
+SharedFields SharedCodec::Read(CSharedHeader& header) {
+  SharedFields fields;
+  if (HasText(header, format::kStringCategoryName)) {
+    fields.category = TextFrom([&](_String& text) { header.GetCategoryName(text); });
+  }
+  if (HasText(header, format::kStringMatchName)) {
+    fields.matchName = TextFrom([&](_String& text) { header.GetPalmMatchName(text); });
+  }
+  if (header.hasTag(format::kTagPrivate)) fields.isPrivate = header.GetPrivate();
+  if (header.hasTag(format::kTagSynchronized)) fields.synchronized = header.GetSynchronized();
+  if (header.hasTag(format::kTagOutlineChanged)) fields.outlineChanged = header.GetOutlineChanged();
+  if (header.hasTag(format::kTagNumbering)) header.getNumbering(fields.numbering.data());
+  if (header.hasTag(format::kTagNumberingDivider)) {
+    fields.numberingDivider = header.getNumberingDivider();
+  }
+  return fields;
+}
+
+void SharedCodec::Apply(CSharedHeader& header, const SharedFields* present,
+                        const SharedFields& wanted) {
+  if (Differs(present, wanted, &SharedFields::category)) {
+    header.SetCategoryName(ToWide(wanted.category).c_str());
+  }
+  // Setting the category may have set it.
+  const bool isPresent = header.hasTag(format::kTagOutlineChanged);
+  const bool now = isPresent ? header.GetOutlineChanged() : SharedFields().outlineChanged;
+  if (present == nullptr || now != wanted.outlineChanged) {
+    header.SetOutlineChanged(wanted.outlineChanged);
+  }
+  if (Differs(present, wanted, &SharedFields::matchName)) {
+    header.SetPalmMatchName(ToWide(wanted.matchName).c_str());
+  }
+  if (Differs(present, wanted, &SharedFields::isPrivate)) header.SetPrivate(wanted.isPrivate);
+  if (Differs(present, wanted, &SharedFields::synchronized)) {
+    header.SetSynchronized(wanted.synchronized);
+  }
+  if (Differs(present, wanted, &SharedFields::numbering)) {
+    auto numbering = wanted.numbering;
+    header.setNumbering(numbering.data());
+  }
+  if (Differs(present, wanted, &SharedFields::numberingDivider)) {
+    header.setNumberingDivider(wanted.numberingDivider);
+  }
+}
+
+/// All of the private header.
+struct TitledView {
+  std::string title = "Untitled";
+  View view;
+  bool operator==(const TitledView&) const = default;
+};
+
+struct PrivateCodec {
+  using Holder = CPrivateOutlineHeader;
+  using Model = TitledView;
+  static salvage::Fields Fields() { return salvage::HeaderFields(format::kPrivateOutlineHeaderId); }
+  template <class Any>
+  static auto& ExtrasIn(Any& model) {
+    return model.view.extras;
+  }
+  static Model Read(Holder& header);
+  static void Apply(Holder& header, const Model* present, const Model& wanted);
+};
+
+WindowPlace WindowOf(CPrivateOutlineHeader& header) {
+  kx_gen::TStoredWindowPos pos{};
+  header.GetStoredWndPos(&pos);
+  return {pos.flags,
+          pos.showCmd,
+          {pos.minPositionX, pos.minPositionY},
+          {pos.maxPositionX, pos.maxPositionY},
+          {pos.normalLeft, pos.normalTop, pos.normalRight, pos.normalBottom}};
+}
+
+void SetWindow(CPrivateOutlineHeader& header, const WindowPlace& window) {
+  kx_gen::TStoredWindowPos pos = {window.flags,        window.showCommand,  window.minimized[0],
+                                  window.minimized[1], window.maximized[0], window.maximized[1],
+                                  window.normal[0],    window.normal[1],    window.normal[2],
+                                  window.normal[3]};
+  header.SetStoredWndPos(&pos);
+}
+
+/// Without name and colour, which are fields of their own.
+Font FontInfoOf(CPrivateOutlineHeader& header) {
+  kx_gen::TStoredFontInfo info{};
+  header.GetStoredFontInfo(&info);
+  Font font;
+  font.height = info.height;
+  font.width = info.width;
+  font.escapement = info.escapement;
+  font.orientation = info.orientation;
+  font.weight = info.weight;
+  font.italic = info.italic;
+  font.underline = info.underline;
+  font.strikeOut = info.strikeOut;
+  font.charSet = info.charSet;
+  font.outPrecision = info.outPrecision;
+  font.clipPrecision = info.clipPrecision;
+  font.quality = info.quality;
+  font.pitchAndFamily = info.pitchAndFamily;
+  return font;
+}
+
+void SetFontInfo(CPrivateOutlineHeader& header, const Font& font) {
+  kx_gen::TStoredFontInfo info = {
+      font.height,        font.width,     font.escapement,    font.orientation, font.weight,
+      font.italic,        font.underline, font.strikeOut,     font.charSet,     font.outPrecision,
+      font.clipPrecision, font.quality,   font.pitchAndFamily};
+  header.SetStoredFontInfo(&info);
+}
+
+Font WithoutNameAndColor(Font font) {
+  font.name.clear();
+  font.color = 0;
+  return font;
+}
+
+TitledView PrivateCodec::Read(CPrivateOutlineHeader& header) {
+  TitledView read;
+  View& view = read.view;
+  if (HasText(header, format::kStringOutlineTitle)) {
+    read.title = TextFrom([&](_String& text) { header.GetOutlineTitle(text); });
+  }
+  if (header.hasTag(format::kTagShowCheckedItems)) {
+    view.showCheckedItems = header.GetShowCheckedItems();
+  }
+  if (header.hasTag(format::kTagShowHeadingsMode)) {
+    view.showHeadingsMode = header.GetShowHeadingsMode();
+  }
+  if (header.hasTag(format::kTagSelectedIndex)) {
+    view.selectedIndex = static_cast<uint32_t>(header.GetSelectedIndex());
+  }
+  if (header.hasTag(format::kTagTopIndex)) {
+    view.topIndex = static_cast<uint32_t>(header.GetTopIndex());
+  }
+  if (header.hasTag(format::kTagWindowPos)) view.window = WindowOf(header);
+  if (header.hasTag(format::kTagFontInfo)) view.font = FontInfoOf(header);
+  if (HasText(header, format::kStringFontName)) {
+    view.font.name = TextFrom([&](_String& text) { header.GetFontName(text); });
+  }
+  if (header.hasTag(format::kTagFontColor)) {
+    view.font.color = static_cast<uint32_t>(header.GetFontColor());
+  }
+  return read;
+}
+
+void SetFont(CPrivateOutlineHeader& header, const Font* present, const Font& wanted) {
+  if (present == nullptr || WithoutNameAndColor(*present) != WithoutNameAndColor(wanted)) {
+    SetFontInfo(header, wanted);
+  }
+  if (Differs(present, wanted, &Font::name)) header.SetFontName(ToWide(wanted.name).c_str());
+  if (Differs(present, wanted, &Font::color)) header.SetFontColor(wanted.color);
+}
+
+void PrivateCodec::Apply(CPrivateOutlineHeader& header, const TitledView* present,
+                         const TitledView& wanted) {
+  const View* const was = present != nullptr ? &present->view : nullptr;
+  const View& view = wanted.view;
+  if (Differs(present, wanted, &TitledView::title)) {
+    header.SetOutlineTitle(ToWide(wanted.title).c_str());
+  }
+  if (Differs(was, view, &View::showCheckedItems)) {
+    header.SetShowCheckedItems(view.showCheckedItems);
+  }
+  if (Differs(was, view, &View::showHeadingsMode)) {
+    header.SetShowHeadingsMode(view.showHeadingsMode);
+  }
+  if (Differs(was, view, &View::selectedIndex)) header.SetSelectedIndex(view.selectedIndex);
+  if (Differs(was, view, &View::topIndex)) header.SetTopIndex(view.topIndex);
+  if (Differs(was, view, &View::window)) SetWindow(header, view.window);
+  SetFont(header, was != nullptr ? &was->font : nullptr, view.font);
+}
+
+/// The conduit header has no fields of its own.
+struct ConduitModel {
+  Extras extras;
+  bool operator==(const ConduitModel&) const = default;
+};
+
+struct ConduitCodec {
+  using Holder = CConduitHeader;
+  using Model = ConduitModel;
+  static salvage::Fields Fields() { return salvage::HeaderFields(format::kConduitHeaderId); }
+  template <class Any>
+  static auto& ExtrasIn(Any& model) {
+    return model.extras;
+  }
+  static Model Read(Holder& /*header*/) { return {}; }
+  static void Apply(Holder& /*header*/, const Model* /*present*/, const Model& /*wanted*/) {}
+};
+
+// --- All of them alike ---
+
+/// The fields and what stands beside them, without the stored block.
+template <class Codec>
+typename Codec::Model ReadFields(typename Codec::Holder& holder) {
+  typename Codec::Model model = Codec::Read(holder);
+  Codec::ExtrasIn(model) = ExtrasOf(holder.getTaggedDataManager(), Codec::Fields());
+  return model;
+}
+
+/// Puts in what differs from `present`, or else all.
+template <class Codec>
+void ApplyFields(typename Codec::Holder& holder, const typename Codec::Model* present,
+                 const typename Codec::Model& wanted) {
+  Codec::Apply(holder, present, wanted);
+  ApplyExtras(holder.getTaggedDataManager(), Codec::Fields(),
+              present != nullptr ? Codec::ExtrasIn(*present) : Extras(), Codec::ExtrasIn(wanted));
+}
+
+/// Puts `wanted` into a stored block. False when what stands there is in the way of it.
+template <class Codec>
+bool ApplyToStored(typename Codec::Holder& holder, const std::string& stored,
+                   typename Codec::Model wanted) {
+  SetBlock(holder, stored);
+  const auto present = ReadFields<Codec>(holder);
+  Codec::ExtrasIn(wanted).stored.reset();
+  if (present == wanted) return true;
+  ApplyFields<Codec>(holder, &present, wanted);
+  return ReadFields<Codec>(holder) == wanted;
+}
+
+/// Fills a row or header as it is when it is made.
+template <class Codec>
+void Fill(typename Codec::Holder& holder, const typename Codec::Model& wanted) {
+  const std::optional<std::string>& stored = Codec::ExtrasIn(wanted).stored;
+  if (stored) {
+    const std::string fresh(BlockOf(holder.getTaggedDataManager()));
+    if (ApplyToStored<Codec>(holder, *stored, wanted)) return;
+    SetBlock(holder, fresh);
+  }
+  ApplyFields<Codec>(holder, nullptr, wanted);
+}
+
+template <class Holder>
+void Init(Holder& holder) {
+  if constexpr (std::is_base_of_v<kx_gen::CDBRecord, Holder>) holder.Init();
+}
+
+/// All of it: where the fields would not give the block again, the block too.
+template <class Codec>
+typename Codec::Model Read(typename Codec::Holder& holder) {
+  auto model = ReadFields<Codec>(holder);
+  typename Codec::Holder again;
+  Init(again);
+  ApplyFields<Codec>(again, nullptr, model);
+  const std::string_view block = BlockOf(holder.getTaggedDataManager());
+  if (BlockOf(again.getTaggedDataManager()) != block) Codec::ExtrasIn(model).stored = block;
+  return model;
+}
+
+template <class Row>
+Item ReadItem(Row& row, unsigned& level) {
+  LeveledItem read = Read<ItemCodec<Row>>(row);
+  level = read.level;
+  return std::move(read.item);
+}
+
+}  // namespace
+
+Item ItemOf(COutlineRecord& row, unsigned& level) { return ReadItem(row, level); }
+Item ItemOf(CLinkedOutlRec& row, unsigned& level) { return ReadItem(row, level); }
+Category CategoryOf(CCategoryRecord& row) { return Read<CategoryCodec>(row); }
+
+void FillRow(COutlineRecord& row, unsigned level, const Item& item) {
+  Fill<ItemCodec<COutlineRecord>>(row, {item, level});
+}
+void FillRow(CLinkedOutlRec& row, unsigned level, const Item& item) {
+  Fill<ItemCodec<CLinkedOutlRec>>(row, {item, level});
+}
+void FillRow(CCategoryRecord& row, const Category& category) { Fill<CategoryCodec>(row, category); }
+
+SharedFields FieldsOf(CSharedHeader& header) { return Read<SharedCodec>(header); }
+
+View ViewOf(CPrivateOutlineHeader& header, std::string& title) {
+  TitledView read = Read<PrivateCodec>(header);
+  title = std::move(read.title);
+  return std::move(read.view);
+}
+
+Extras ExtrasOf(CConduitHeader& header) { return Read<ConduitCodec>(header).extras; }
+
+void FillHeader(CSharedHeader& header, const SharedFields& fields) {
+  Fill<SharedCodec>(header, fields);
+}
+void FillHeader(CPrivateOutlineHeader& header, const std::string& title, const View& view) {
+  Fill<PrivateCodec>(header, {title, view});
+}
+void FillHeader(CConduitHeader& header, const Extras& extras) {
+  Fill<ConduitCodec>(header, {extras});
+}
+
+// --- The table ---
+
+namespace {
+
+template <class List>
+auto* EntryOf(const List& list, uint16_t id) {
+  const auto found = std::find_if(list.begin(), list.end(),
+                                  [id](const auto* info) { return info->record.id == id; });
+  return found != list.end() ? *found : nullptr;
+}
+
+}  // namespace
+
+HeaderTable TableOf(kx_gen::CHeaderManager& manager, Kind kind) {
+  HeaderTable table;
+  const auto& list = manager.GetReadList();
+  for (const kx_gen::THeaderInfo* info : list) {
+    const kx_gen::THeaderRecord record = info->record;
+    table.slots.push_back({record.id, record.size});
+    if (info->header != nullptr) continue;
+    table.unknown.push_back({record.id, std::string(info->slot.begin(), info->slot.end())});
+  }
+  for (const uint16_t id : HeadersOf(kind)) {
+    if (EntryOf(list, id) == nullptr) table.slots.push_back({id, HeaderSize(kind, id)});
+  }
+  return table;
+}
+
+void TakeTable(kx_gen::CHeaderManager& manager, const HeaderTable& headers) {
+  for (const HeaderSlot& slot : headers.slots) manager.AddHeader({slot.id, slot.sizeBytes});
+  for (const UnknownHeader& header : headers.unknown) {
+    manager.AddHeader({header.id, static_cast<uint32_t>(header.slot.size())});
+    EntryOf(manager.GetReadList(), header.id)->slot.assign(header.slot.begin(), header.slot.end());
+  }
+}
+
+Drawing DrawingOf(std::string block) {
+  if (block.size() < format::kDrawingFixedSize) CheckResult(kx_gen::kTagErrNotFound);
+  const auto* bytes = reinterpret_cast<const unsigned char*>(block.data());
+  const auto number = [bytes](size_t at) {
+    return static_cast<int32_t>(kx_gen::getLe32(bytes + at));
+  };
+  return {number(format::kDrawingWidthOffset), number(format::kDrawingHeightOffset),
+          bytes[format::kDrawingBitsOffset], std::move(block)};
+}
+
+}  // namespace kxo
