@@ -82,6 +82,7 @@ ChosenCommand ReadCommandLine(const std::vector<std::string>& arguments) {
   app.require_subcommand(1);
   app.set_version_flag("--version", VersionText(), "Print the versions of tool and documents");
   app.footer(kExitCodes);  // commands take it over
+  AddExport(app, chosen);
   AddImport(app, chosen);
   AddShow(app, chosen);
   AddInfo(app, chosen);

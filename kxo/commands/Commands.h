@@ -11,6 +11,7 @@ namespace kxo {
 
 using ChosenCommand = std::function<void(const Session&)>;
 
+void AddExport(CLI::App& app, ChosenCommand& chosen);
 void AddImport(CLI::App& app, ChosenCommand& chosen);
 void AddShow(CLI::App& app, ChosenCommand& chosen);
 void AddInfo(CLI::App& app, ChosenCommand& chosen);

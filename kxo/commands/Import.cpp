@@ -1,18 +1,19 @@
 #include <CLI/App.hpp>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <system_error>
+#include <vector>
 
 #include "Document.h"
 #include "Failure.h"
+#include "InputFile.h"
 #include "Output.h"
 #include "System.h"
 #include "Text.h"
 #include "commands/Commands.h"
-#include "formats/Opml.h"
+#include "commands/FormatOption.h"
+#include "formats/Format.h"
 
 namespace kxo {
 namespace {
@@ -21,17 +22,27 @@ namespace fs = std::filesystem;
 
 struct ImportOptions {
   std::string in;
+  std::string format;
   std::string out;
   bool force = false;
 };
 
-std::string ReadWhole(const std::string& name, const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  if (!in.is_open() || in.bad()) {
-    throw FileFailure(kExitSystem, name, "cannot be read", "check its permissions");
+/// Files whose name tells nothing are read as OPML.
+const Format& ChosenFormat(const ImportOptions& options) {
+  if (!options.format.empty()) return *FormatNamed(options.format);
+  if (options.in == kStandardStream) {
+    throw Failure(kExitSystem, "standard input tells no format; name one with --from");
   }
-  return bytes;
+  const Format* format = FormatOfFile(PathOf(options.in));
+  return format != nullptr && format->read != nullptr ? *format : *FormatNamed("opml");
+}
+
+std::string OutNameOf(const ImportOptions& options) {
+  if (!options.out.empty()) return options.out;
+  if (options.in == kStandardStream) {
+    throw Failure(kExitSystem, "a name is missing for the document; give one with -o");
+  }
+  return NameOf(PathOf(options.in).replace_extension(".kxo"));
 }
 
 /// The file to be.
@@ -92,21 +103,35 @@ void TellOfTitle(const std::string& in, const std::string& whole, const std::str
       whole + "\"");
 }
 
+/// The place of a file that is read; empty for standard input.
+fs::path InputPlace(const Session& session, const std::string& name) {
+  return name == kStandardStream ? fs::path() : session.ExistingFile(name);
+}
+
+ImportSource SourceOf(const Session& session, const ImportOptions& options) {
+  const std::vector<unsigned char> bytes = ReadInput(session, options.in);
+  ImportSource source;
+  source.name = InputName(options.in);
+  source.bytes.assign(bytes.begin(), bytes.end());
+  return source;
+}
+
 void RunImport(const Session& session, const ImportOptions& options) {
-  const fs::path in = session.ExistingFile(options.in);
-  const std::string outName =
-      options.out.empty() ? NameOf(PathOf(options.in).replace_extension(".kxo")) : options.out;
+  const Format& format = ChosenFormat(options);
+  const fs::path in = InputPlace(session, options.in);
+  const std::string outName = OutNameOf(options);
   const fs::path out = session.PlaceForFile(outName);
   if (out == in) FailForExisting(outName);
   const Target target(outName, out, options.force);
 
   ImportNotes notes;
-  const Outline outline = ReadOpml(options.in, ReadWhole(options.in, in), notes);
-  for (const std::string& line : notes.Lines()) Say(options.in + ": " + line);
+  const ImportSource source = SourceOf(session, options);
+  const Outline outline = format.read(source, notes);
+  for (const std::string& line : notes.Lines()) Say(source.name + ": " + line);
 
   Document document(target.GetName());
   FillDocument(document, outline);
-  TellOfTitle(options.in, outline.title, document.GetTitle());
+  TellOfTitle(source.name, outline.title, document.GetTitle());
   CheckHeld(document, outline);
   target.Save(document);
   Say(outName + ": written, " + Counted(outline.GetNodes().size(), "item"));
@@ -119,13 +144,16 @@ void AddImport(CLI::App& app, ChosenCommand& chosen) {
   CLI::App* command = app.add_subcommand("import");
   command->group("Commands");
   command->description(
-      "Makes a .kxo document of an OPML file.\n\n"
+      "Makes a .kxo document of a file in another format.\n\n"
       "Examples:\n"
       "  kxo import notes.opml                 makes notes.kxo beside it\n"
-      "  kxo import notes.opml -o plan.kxo --force\n\n"
-      "Carried are the title, the headlines with their notes and check marks, and which\n"
-      "of them are unfolded. What a document has no place for is told and counted.\n");
-  command->add_option("IN", options->in, "The OPML file")->required();
+      "  kxo import notes.md -o plan.kxo --force\n"
+      "  curl -s https://example.org/list.txt | kxo import - --from text -o list.kxo\n\n"
+      "Carried are the title, the items with their notes and check marks, and all else that\n"
+      "`kxo export` writes into the format. What a document has no place for is told and\n"
+      "counted. A file whose name tells no format is read as OPML.\n");
+  command->add_option("IN", options->in, "The file; - is standard input")->required();
+  AddFromOption(*command, options->format);
   command->add_option("-o,--output", options->out, "The document to make; else IN as .kxo")
       ->type_name("OUT");
   command->add_flag("--force", options->force, "Replace the document if it exists");

@@ -9,6 +9,7 @@ std::vector<std::string> ImportNotes::Lines() const {
   AddCounts(lines, "attributes", attributes_);
   AddCounts(lines, "head elements", headElements_);
   AddCounts(lines, "elements", elements_);
+  AddCounts(lines, "markup", markup_);
   if (texts_ > 0) lines.push_back("not carried: " + Counted(texts_, "text") + " between elements");
   return lines;
 }

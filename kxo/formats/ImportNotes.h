@@ -13,6 +13,7 @@ class ImportNotes {
   void CountAttribute(const std::string& name) { ++attributes_[name]; }
   void CountHeadElement(const std::string& name) { ++headElements_[name]; }
   void CountElement(const std::string& name) { ++elements_[name]; }
+  void CountMarkup(const std::string& kind) { ++markup_[kind]; }
   void CountText() { ++texts_; }
   void Say(const std::string& sentence) { sentences_.push_back(sentence); }
 
@@ -27,6 +28,7 @@ class ImportNotes {
   Counts attributes_;
   Counts headElements_;
   Counts elements_;
+  Counts markup_;
   size_t texts_ = 0;
 };
 

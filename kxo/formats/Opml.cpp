@@ -257,4 +257,8 @@ Outline ReadOpml(const std::string& name, const std::string& bytes, ImportNotes&
   return reader.Read();
 }
 
+Outline ReadOpmlSource(const ImportSource& source, ImportNotes& notes) {
+  return ReadOpml(source.name, source.bytes, notes);
+}
+
 }  // namespace kxo

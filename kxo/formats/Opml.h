@@ -4,6 +4,7 @@
 #include <string>
 
 #include "Outline.h"
+#include "formats/Format.h"
 #include "formats/ImportNotes.h"
 
 namespace kxo {
@@ -13,5 +14,6 @@ namespace kxo {
 /// else is counted in `notes`. The items are marked new, as items are that no other device has
 /// seen. Throws a Failure that names the file and the place.
 Outline ReadOpml(const std::string& name, const std::string& bytes, ImportNotes& notes);
+Outline ReadOpmlSource(const ImportSource& source, ImportNotes& notes);
 
 }  // namespace kxo

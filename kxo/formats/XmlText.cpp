@@ -161,6 +161,12 @@ std::optional<std::string> FromMarked(const std::string& name, std::string_view 
   return std::nullopt;
 }
 
+std::string FromUnnamed(const std::string& bytes, ImportNotes& notes) {
+  if (FirstNotUtf8(bytes) == kNowhere) return bytes;
+  notes.Say("names no encoding and is not UTF-8: read as Windows-1252");
+  return FromWestern(bytes);
+}
+
 /// Walks through XML from one reference to the next, past all in which there are none.
 class ReferenceWalk {
  public:
@@ -242,9 +248,17 @@ std::string XmlToUtf8(const std::string& name, const std::string& bytes, ImportN
   if (std::optional<std::string> text = FromMarked(name, bytes)) return *std::move(text);
   const std::string encoding = DeclaredEncoding(bytes);
   if (!encoding.empty()) return FromDeclared(name, bytes, encoding);
-  if (FirstNotUtf8(bytes) == kNowhere) return bytes;
-  notes.Say("names no encoding and is not UTF-8: read as Windows-1252");
-  return FromWestern(bytes);
+  return FromUnnamed(bytes, notes);
+}
+
+std::string PlainToUtf8(const std::string& name, const std::string& bytes, ImportNotes& notes) {
+  const std::optional<std::string> marked = FromMarked(name, bytes);
+  std::string text = marked ? *marked : FromUnnamed(bytes, notes);
+  if (const size_t null = text.find('\0'); null != std::string::npos) {
+    throw FileFailure(kExitDamaged, name,
+                      "no text: a null character at " + Named(PlaceAt(text, null)), "remove it");
+  }
+  return text;
 }
 
 void CheckCharacters(const std::string& name, const std::string& utf8) {

@@ -13,6 +13,9 @@ namespace kxo {
 /// noted. Throws a Failure that names the file and the place.
 std::string XmlToUtf8(const std::string& name, const std::string& bytes, ImportNotes& notes);
 
+/// The same of a file that names no encoding. Null characters are refused.
+std::string PlainToUtf8(const std::string& name, const std::string& bytes, ImportNotes& notes);
+
 /// Refuses null characters, references to what is no character, and references that XML does not
 /// define: a parser would cut the text at the first, and keep the last as plain text. Throws a
 /// Failure as above.

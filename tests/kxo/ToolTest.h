@@ -47,6 +47,11 @@ std::string Repeated(size_t count, const std::string& text);
 std::vector<std::string> LinesOf(const std::string& text);
 
 class ToolTest : public kx_test::KxTest {
+ public:
+  /// Appends a row to a database.
+  static kx_gen::COutlineRecord& AddRow(kx_gen::COutlineDB& db, unsigned char indent,
+                                        const wchar_t* text);
+
  protected:
   void SetUp() override;
 
@@ -72,9 +77,6 @@ class ToolTest : public kx_test::KxTest {
   /// Makes a document there with the library. `fill` gets the database before it is written.
   void WriteDocument(const std::filesystem::path& name,
                      const std::function<void(kx_gen::COutlineDB&)>& fill) const;
-  static kx_gen::COutlineRecord& AddRow(kx_gen::COutlineDB& db, unsigned char indent,
-                                        const wchar_t* text);
-
   RunOptions options_;
 
  private:

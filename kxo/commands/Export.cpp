@@ -1,0 +1,104 @@
+#include <fmt/format.h>
+
+#include <CLI/App.hpp>
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Document.h"
+#include "Export.h"
+#include "Failure.h"
+#include "InputFile.h"
+#include "Output.h"
+#include "OutputFile.h"
+#include "Text.h"
+#include "commands/CodePageOption.h"
+#include "commands/Commands.h"
+#include "commands/FormatOption.h"
+
+namespace kxo {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct ExportOptions {
+  std::string file;
+  std::string format;
+  std::string out = kStandardStream;
+  bool force = false;
+};
+
+const Format& ChosenFormat(const ExportOptions& options) {
+  if (!options.format.empty()) return *FormatNamed(options.format);
+  const bool hasName = options.out != kStandardStream;
+  const Format* format = hasName ? FormatOfFile(PathOf(options.out)) : nullptr;
+  if (format != nullptr && format->write != nullptr) return *format;
+  const std::string wrong = hasName ? options.out + ": its name tells no format" : "no format";
+  throw Failure(kExitSystem, wrong + "; name one with --to");
+}
+
+/// Control characters never reach a terminal.
+std::string ForTerminal(std::string_view text) {
+  std::string shown;
+  size_t start = 0;
+  while (start < text.size()) {
+    const size_t end = std::min(text.find_first_of("\n\t", start), text.size());
+    shown += Escaped(text.substr(start, end - start));
+    if (end < text.size()) shown += text[end];
+    start = end + 1;
+  }
+  return shown;
+}
+
+void SayAll(const std::string& name, const std::vector<std::string>& lines) {
+  for (const std::string& line : lines) Say(fmt::format("{}: {}", name, line));
+}
+
+void WriteToStandardOutput(const std::string& name, const Exported& exported) {
+  WriteData(WritesToTerminal() ? ForTerminal(exported.bytes) : exported.bytes);
+  SayAll(name, exported.told);
+}
+
+void RunExport(const Session& session, const ExportOptions& options) {
+  const fs::path in = session.ExistingFile(options.file);
+  const Format& format = ChosenFormat(options);
+  if (options.out == kStandardStream) {
+    const Outline outline = OpenDocument(options.file, in)->ReadOutline();
+    return WriteToStandardOutput(options.file, format.write(outline, {}));
+  }
+  const ExportTarget target(options.out, session.PlaceForFile(options.out), options.force);
+  const Outline outline = OpenDocument(options.file, in)->ReadOutline();
+  const Exported exported = target.Write(format, outline);
+  SayAll(options.file, exported.told);
+  Say(options.out + ": written, " + Counted(outline.GetNodes().size(), "item"));
+}
+
+}  // namespace
+
+void AddExport(CLI::App& app, ChosenCommand& chosen) {
+  auto options = std::make_shared<ExportOptions>();
+  CLI::App* command = app.add_subcommand("export");
+  command->group("Commands");
+  command->description(
+      "Writes a document in another format.\n\n"
+      "Examples:\n"
+      "  kxo export plan.kxo --to markdown             prints it\n"
+      "  kxo export plan.kxo -o plan.html              the format by the name\n"
+      "  kxo export plan.kxo --to text | grep -n '\\[x\\]'\n\n"
+      "What a format has no place for is left out: docs/formats.md tells what each carries.\n"
+      "The file appears whole or not at all.\n");
+  command->add_option("FILE", options->file, "The document")->required();
+  AddToOption(*command, options->format);
+  command->add_option("-o,--output", options->out, "The file to make; else standard output")
+      ->type_name("OUT");
+  command->add_flag("--force", options->force, "Replace the file if it exists");
+  AddCodePageOption(*command);
+  command->callback([options, &chosen] {
+    chosen = [options](const Session& session) { RunExport(session, *options); };
+  });
+}
+
+}  // namespace kxo
