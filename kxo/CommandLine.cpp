@@ -7,23 +7,26 @@
 #include "Failure.h"
 #include "KxFormat.h"
 #include "Output.h"
+#include "Text.h"
 
 namespace kxo {
+
+namespace format = kx_gen::format;
+
 namespace {
 
 constexpr const char* kDescription =
-    "Makes, shows and examines outline documents (.kxo).\n\n"
+    "Sees, searches, checks, converts and edits outline documents (.kxo).\n\n"
     "Examples:\n"
     "  kxo import notes.opml        make notes.kxo of what another outliner wrote\n"
     "  kxo show notes.kxo --notes   print it as a tree\n"
-    "  kxo info notes.kxo           tell its header fields, counts and sizes\n"
     "  kxo check *.kxo              tell everything that is wrong with documents\n"
     "  kxo recover bad.kxo -o good.kxo\n";
 
 constexpr const char* kExitCodes =
     "Exit codes:\n"
     "  0  done\n"
-    "  1  looked, and found something wrong (check)\n"
+    "  1  looked, and found something wrong (check) or nothing at all (search)\n"
     "  2  the command line is wrong, or the system refused (no such file, no permission,\n"
     "     disk full)\n"
     "  3  a file is damaged, or its contents cannot be read or carried\n"
@@ -36,8 +39,11 @@ constexpr const char* kMore =
     "the folder $XDG_STATE_HOME/kxo, else ~/.local/state/kxo (on Windows %LOCALAPPDATA%\\kxo).";
 
 std::string VersionText() {
+  const auto digits = [](unsigned version) { return std::to_string(version); };
   return std::string("kxo ") + KXO_VERSION + "\nReads and writes .kxo documents of version " +
-         std::to_string(kx_gen::format::kOutlineVersion) + "; imports OPML 1.0 and 2.0.";
+         digits(format::kOutlineVersion) + ", memory outlines of version " +
+         digits(format::kMemOutlineVersion) + "\nand category files of version " +
+         digits(format::kCategoryVersion) + " (reads version 0 of them, too).";
 }
 
 /// Tells of each command only what the first line of its description says, and of each option only
@@ -57,18 +63,62 @@ class HelpFormatter : public CLI::Formatter {
   }
 };
 
-std::string WhatIsWrong(const std::vector<std::string>& arguments, const CLI::App& app,
-                        const CLI::ParseError& error) {
-  if (arguments.empty()) return "a command is missing";
-  if (!app.get_subcommands().empty()) return error.what();
-  const bool isOption = arguments[0].substr(0, 1) == "-";
-  return (isOption ? "there is no option " : "there is no command ") + arguments[0];
+/// The command that the line has come to: kxo itself, one of its commands, or one of a command's.
+const CLI::App& DeepestCommand(const CLI::App& app) {
+  const CLI::App* command = &app;
+  while (!command->get_subcommands().empty()) command = command->get_subcommands().back();
+  return *command;
 }
 
-std::string HelpFor(const CLI::App& app) {
-  const auto asked = app.get_subcommands();
-  return asked.empty() ? "kxo --help" : "kxo " + asked.back()->get_name() + " --help";
+/// "kxo", "kxo show", "kxo category add".
+std::string FullName(const CLI::App& command) {
+  const CLI::App* parent = command.get_parent();
+  return parent == nullptr ? command.get_name() : FullName(*parent) + " " + command.get_name();
 }
+
+std::vector<std::string> CommandsOf(const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) {
+    names.push_back(command->get_name());
+  }
+  return names;
+}
+
+std::vector<std::string> OptionsOf(const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::Option* option : app.get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+  }
+  return names;
+}
+
+std::string Suggestion(const std::string& word, const std::vector<std::string>& known) {
+  const std::string meant = MostLike(word, known);
+  return meant.empty() ? "" : " (did you mean " + meant + "?)";
+}
+
+/// About a word that nothing takes.
+std::string WhatIsUnknown(const std::string& word, const CLI::App& command) {
+  if (word.size() > 1 && word[0] == '-') {
+    const std::string name = word.substr(0, word.find('='));
+    return "there is no option " + name + Suggestion(name, OptionsOf(command));
+  }
+  const std::vector<std::string> commands = CommandsOf(command);
+  if (commands.empty()) return "there is no place for " + word;
+  return "there is no command " + word + Suggestion(word, commands);
+}
+
+std::string WhatIsWrong(const CLI::App& app, const CLI::ParseError& error) {
+  const CLI::App& command = DeepestCommand(app);
+  const std::vector<std::string> rest = app.remaining(true);
+  const bool lacksCommand = !CommandsOf(command).empty();
+  const bool isExtra = dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr;
+  if (!rest.empty() && (lacksCommand || isExtra)) return WhatIsUnknown(rest.front(), command);
+  if (lacksCommand) return "a command is missing";
+  return error.what();
+}
+
+std::string HelpFor(const CLI::App& app) { return FullName(DeepestCommand(app)) + " --help"; }
 
 }  // namespace
 
@@ -97,7 +147,7 @@ ChosenCommand ReadCommandLine(const std::vector<std::string>& arguments) {
     WriteData(out.str());
     return {};
   } catch (const CLI::ParseError& e) {
-    throw Failure(kExitSystem, WhatIsWrong(arguments, app, e) + "; try " + HelpFor(app));
+    throw Failure(kExitSystem, WhatIsWrong(app, e) + "; try " + HelpFor(app));
   }
   return chosen;
 }

@@ -12,6 +12,17 @@ namespace kxo {
 
 bool WritesToTerminal() { return sys::IsTerminal(stdout); }
 
+Screen OutputScreen() {
+  if (!WritesToTerminal()) return {};
+  // Set to anything but nothing, whatever it is.
+  const bool wantsColours = sys::Variable("NO_COLOR").empty();
+  return {true, wantsColours && sys::CanColour(stdout), sys::TerminalWidth(stdout)};
+}
+
+std::string Shown(const std::string& utf8) {
+  return WritesToTerminal() ? Escaped(utf8) : OnOneLine(utf8);
+}
+
 void WriteData(const std::string& utf8) {
   errno = 0;
   if (!sys::Write(stdout, utf8)) {

@@ -96,6 +96,25 @@ std::string WithEscapes(std::string_view utf8, Predicate needsEscape) {
   return shown;
 }
 
+/// How many letters were changed, left out, added, or swapped with their neighbour.
+size_t CountSlips(std::string_view a, std::string_view b) {
+  std::vector<std::vector<size_t>> slips(a.size() + 1, std::vector<size_t>(b.size() + 1));
+  for (size_t i = 0; i <= a.size(); ++i) {
+    for (size_t j = 0; j <= b.size(); ++j) {
+      if (i == 0 || j == 0) {
+        slips[i][j] = i + j;
+        continue;
+      }
+      const size_t changed = slips[i - 1][j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1);
+      slips[i][j] = std::min({changed, slips[i - 1][j] + 1, slips[i][j - 1] + 1});
+      if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
+        slips[i][j] = std::min(slips[i][j], slips[i - 2][j - 2] + 1);
+      }
+    }
+  }
+  return slips[a.size()][b.size()];
+}
+
 }  // namespace
 
 char32_t NextCodePoint(std::string_view utf8, size_t& pos) {
@@ -177,6 +196,21 @@ std::string LowerCase(std::string_view text) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
   });
   return lower;
+}
+
+std::string MostLike(std::string_view word, const std::vector<std::string>& known) {
+  constexpr size_t kLongest = 40;  // nobody mistypes more
+  if (word.size() > kLongest) return "";
+  std::string best;
+  size_t fewest = std::max<size_t>(1, word.size() / 3) + 1;
+  for (const std::string& candidate : known) {
+    const size_t slips = CountSlips(LowerCase(word), candidate);
+    if (slips < fewest) {
+      fewest = slips;
+      best = candidate;
+    }
+  }
+  return best;
 }
 
 std::string Counted(size_t count, std::string_view singular, std::string_view plural) {

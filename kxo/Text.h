@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace kxo {
 
@@ -31,6 +32,10 @@ std::string OnOneLine(std::string_view utf8);
 
 std::string Trimmed(std::string_view text);  ///< Without blanks, tabs and line breaks at its ends.
 std::string LowerCase(std::string_view text);  ///< ASCII letters only.
+
+/// The one of these words that somebody who mistyped `word` most likely meant; empty when none is
+/// near.
+std::string MostLike(std::string_view word, const std::vector<std::string>& known);
 
 /// "1 item", "2 items"; with the plural given, "2 entries".
 std::string Counted(size_t count, std::string_view singular, std::string_view plural = "");

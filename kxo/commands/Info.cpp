@@ -8,6 +8,8 @@
 #include <string>
 
 #include "Document.h"
+#include "InputDocument.h"
+#include "JsonText.h"
 #include "Output.h"
 #include "TagList.h"
 #include "Text.h"
@@ -24,10 +26,18 @@ using kx_gen::CTaggedDataHeader;
 
 constexpr uint32_t StringTag(uint8_t number) { return format::kStringTagBase + number; }
 
-std::string Number(unsigned long number) { return std::to_string(number); }
-std::string Bytes(uint64_t count) { return Counted(static_cast<size_t>(count), "byte"); }
-std::string YesNo(bool value) { return value ? "yes" : "no"; }
-std::string Quoted(const std::string& text) { return "\"" + Escaped(text) + "\""; }
+/// For people and for programs.
+struct Value {
+  std::string text;
+  Json json;
+};
+
+std::string Digits(unsigned long number) { return std::to_string(number); }
+std::string ByteCount(uint64_t count) { return Counted(static_cast<size_t>(count), "byte"); }
+Value Number(unsigned long number) { return {Digits(number), number}; }
+Value Bytes(uint64_t count) { return {ByteCount(count), count}; }
+Value YesNo(bool value) { return {value ? "yes" : "no", value}; }
+Value Quoted(const std::string& text) { return {"\"" + Escaped(text) + "\"", text}; }
 
 std::string Hex(unsigned long number, int digits) {
   std::array<char, 16> text{};
@@ -44,23 +54,61 @@ std::string Join(std::initializer_list<long> numbers) {
   return text;
 }
 
-/// Lines of "name  value" under headings. A value may have several lines.
+/// "window position" as "windowPosition".
+std::string KeyOf(const std::string& name) {
+  std::string key;
+  bool startsWord = false;
+  for (const char c : LowerCase(name)) {
+    if (c != ' ' && c != '-') {
+      key += startsWord && c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+    }
+    startsWord = c == ' ' || c == '-';
+  }
+  return key;
+}
+
+/// Lines of "name  value" under headings. A value may have several lines. As JSON every heading is
+/// an object.
 class Listing {
  public:
-  void Section(const std::string& title) { lines_ += "\n" + title + "\n"; }
-  void Add(const std::string& name, const std::string& value);
-  void Title(const std::string& title) { lines_ += title + "\n"; }
+  Listing() = default;
+  Listing(const Listing&) = delete;
+  Listing& operator=(const Listing&) = delete;
+  ~Listing() = default;
+  void Section(const std::string& title, const std::string& remark = "");
+  void Add(const std::string& name, const Value& value);
+  void AddLine(const std::string& name, const std::string& text);  ///< For people only.
+  void Title(const std::string& title) {
+    lines_ += Shown(title) + "\n";
+    json_["file"] = title;
+  }
+  /// What only programs want to know of the section.
+  Json& ForPrograms() { return section_.empty() ? json_ : json_[section_]; }
   const std::string& GetLines() const { return lines_; }
+  const Json& GetJson() const { return json_; }
 
  private:
   std::string lines_;
+  Json json_;
+  std::string section_;
 };
 
-void Listing::Add(const std::string& name, const std::string& value) {
+void Listing::Section(const std::string& title, const std::string& remark) {
+  lines_ += "\n" + title + remark + "\n";
+  section_ = KeyOf(title);
+  json_[section_] = Json::object();
+}
+
+void Listing::Add(const std::string& name, const Value& value) {
+  ForPrograms()[KeyOf(name)] = value.json;
+  AddLine(name, value.text);
+}
+
+void Listing::AddLine(const std::string& name, const std::string& text) {
   constexpr size_t kNameWidth = 22;
   const size_t gap = std::max(kNameWidth, name.size() + 2) - name.size();
   lines_ += "  " + name + std::string(gap, ' ');
-  for (const char c : value) {
+  for (const char c : text) {
     lines_ += c;
     if (c == '\n') lines_ += std::string(2 + kNameWidth, ' ');
   }
@@ -74,17 +122,22 @@ class HeaderListing {
   HeaderListing(Document& document, unsigned short id, CTaggedDataHeader& header, Listing& listing)
       : document_(document), id_(id), header_(header), listing_(listing) {}
 
-  template <class Value>
-  void Add(const std::string& name, uint32_t tag, Value value) {
+  template <class Getter>
+  void Add(const std::string& name, uint32_t tag, Getter getter) {
     known_.push_back(tag);
     document_.InHeader(id_, [&] {
       if (!header_.hasTag(tag)) {
-        listing_.Add(name, "absent");
+        listing_.Add(name, {"absent", nullptr});
         return;
       }
       bool changed = false;
       header_.getTaggedDataManager().getTagChanged(tag, &changed);
-      listing_.Add(name, value() + (changed ? "  (changed)" : ""));
+      Value value = getter();
+      if (changed) {
+        value.text += "  (changed)";
+        listing_.ForPrograms()["changedFields"].push_back(KeyOf(name));
+      }
+      listing_.Add(name, value);
     });
   }
   /// The tags that have not been listed by name.
@@ -102,13 +155,14 @@ void HeaderListing::AddOthers() {
   const auto tags = ListTags(header_.GetHeaderDataPtr(), header_.getTaggedDataManager().size());
   for (const TagEntry& tag : tags) {
     if (std::find(known_.begin(), known_.end(), tag.id) == known_.end()) {
-      listing_.Add("tag 0x" + Hex(tag.id, 8), Bytes(tag.sizeBytes) + ", unknown here, kept");
+      const std::string name = "tag 0x" + Hex(tag.id, 8);
+      listing_.Add(name, {ByteCount(tag.sizeBytes) + ", unknown here, kept", tag.sizeBytes});
     }
   }
 }
 
 template <class Header, class Getter>
-std::string TextOf(Header& header, Getter getter) {
+Value TextOf(Header& header, Getter getter) {
   _String text;
   (header.*getter)(text);
   return Quoted(FromWide(text));
@@ -135,40 +189,45 @@ void ListSizes(Document& document, uint64_t fileSize, Listing& listing) {
   listing.Section("Sizes");
   listing.Add("file", Bytes(fileSize));
   listing.Add("headers with table", Bytes(rowsStart - format::kDbInfoSize));
-  listing.Add("deleted ids", Bytes(idsSize) + " from offset " + Number(rowsStart));
+  listing.Add("deleted ids", {ByteCount(idsSize) + " from offset " + Digits(rowsStart), idsSize});
   listing.Add("rows", Bytes(rowsEnd - rowsStart - idsSize));
   if (fileSize > rowsEnd) listing.Add("behind the last row", Bytes(fileSize - rowsEnd));
 }
 
-std::string SlotUse(Document& document, const kx_gen::THeaderInfo& info) {
-  CTaggedDataHeader* header = document.GetHeaderManager().GetHeaderPtr(info.record.id);
-  if (header == nullptr) return "kept as it is";
-  return Number(header->getTaggedDataManager().size()) + " used";
-}
-
 void ListSlots(Document& document, Listing& listing) {
   listing.Section("Header slots");
+  listing.ForPrograms() = Json::array();
   for (const kx_gen::THeaderInfo* info : document.GetHeaderManager().GetReadList()) {
-    const unsigned long offset = document.GetHeaderManager().GetHeaderReadPos(info->record.id);
-    listing.Add(HeaderName(info->record.id), Bytes(info->record.size) + " from offset " +
-                                                 Number(offset) + ", " + SlotUse(document, *info));
+    const unsigned short id = info->record.id;
+    const unsigned long offset = document.GetHeaderManager().GetHeaderReadPos(id);
+    Json slot = {{"id", id}, {"size", info->record.size}, {"offset", offset}};
+    std::string use = "kept as it is";
+    if (CTaggedDataHeader* header = document.GetHeaderManager().GetHeaderPtr(id)) {
+      slot["used"] = header->getTaggedDataManager().size();
+      use = Digits(header->getTaggedDataManager().size()) + " used";
+    }
+    listing.ForPrograms().push_back(slot);
+    listing.AddLine(HeaderName(id),
+                    ByteCount(info->record.size) + " from offset " + Digits(offset) + ", " + use);
   }
 }
 
-/// False, with a word about it, when the file lacks the header and its fields are defaults.
+/// The fields of a header that the file lacks are defaults.
 void ListHeading(Document& document, unsigned short id, const std::string& title,
                  Listing& listing) {
-  listing.Section(document.HasHeader(id) ? title : title + " (not in the file: defaults)");
+  const bool inFile = document.HasHeader(id);
+  listing.Section(title, inFile ? "" : " (not in the file: defaults)");
+  listing.ForPrograms()["inFile"] = inFile;
 }
 
 void ListConduit(Document& document, Listing& listing) {
   CTaggedDataHeader& header = *document.GetConduitHeader();
   ListHeading(document, format::kConduitHeaderId, "Conduit header", listing);
-  if (header.getTaggedDataManager().size() == 0) listing.Add("fields", "none");
+  if (header.getTaggedDataManager().size() == 0) listing.AddLine("fields", "none");
   HeaderListing(document, format::kConduitHeaderId, header, listing).AddOthers();
 }
 
-std::string NumberingOf(Document& document) {
+Value NumberingOf(Document& document) {
   std::array<unsigned char, format::kNumberingSize> numbering{};
   document.getNumbering(numbering.data());
   std::string text;
@@ -176,7 +235,7 @@ std::string NumberingOf(Document& document) {
     text += text.empty() ? "" : " ";
     text += Hex(byte, 2);
   }
-  return text;
+  return {text, text};
 }
 
 void ListShared(Document& document, Listing& listing) {
@@ -198,26 +257,54 @@ void ListShared(Document& document, Listing& listing) {
   fields.AddOthers();
 }
 
-std::string WindowOf(kx_gen::CPrivateOutlineHeader& header) {
+Value WindowOf(kx_gen::CPrivateOutlineHeader& header) {
   kx_gen::TStoredWindowPos pos{};
   header.GetStoredWndPos(&pos);
-  return "normal rectangle " +
-         Join({pos.normalLeft, pos.normalTop, pos.normalRight, pos.normalBottom}) +
-         "\nminimised at " + Join({pos.minPositionX, pos.minPositionY}) + ", maximised at " +
-         Join({pos.maxPositionX, pos.maxPositionY}) + "\nshow command " + Number(pos.showCmd) +
-         ", flags " + Number(pos.flags);
+  const std::string text =
+      "normal rectangle " +
+      Join({pos.normalLeft, pos.normalTop, pos.normalRight, pos.normalBottom}) + "\nminimised at " +
+      Join({pos.minPositionX, pos.minPositionY}) + ", maximised at " +
+      Join({pos.maxPositionX, pos.maxPositionY}) + "\nshow command " + Digits(pos.showCmd) +
+      ", flags " + Digits(pos.flags);
+  Json json;
+  json["normal"] = {pos.normalLeft, pos.normalTop, pos.normalRight, pos.normalBottom};
+  json["minimised"] = {pos.minPositionX, pos.minPositionY};
+  json["maximised"] = {pos.maxPositionX, pos.maxPositionY};
+  json["showCommand"] = pos.showCmd;
+  json["flags"] = pos.flags;
+  return {text, json};
 }
 
-std::string FontOf(kx_gen::CPrivateOutlineHeader& header) {
-  kx_gen::TStoredFontInfo font{};
-  header.GetStoredFontInfo(&font);
+std::string TextOfFont(const kx_gen::TStoredFontInfo& font) {
   return "height " + Join({font.height}) + ", width " + Join({font.width}) + ", escapement " +
          Join({font.escapement}) + ", orientation " + Join({font.orientation}) + ", weight " +
-         Join({font.weight}) + "\nitalic " + Number(font.italic) + ", underline " +
-         Number(font.underline) + ", strike-out " + Number(font.strikeOut) + ", character set " +
-         Number(font.charSet) + "\noutput precision " + Number(font.outPrecision) +
-         ", clip precision " + Number(font.clipPrecision) + ", quality " + Number(font.quality) +
-         ", pitch and family " + Number(font.pitchAndFamily);
+         Join({font.weight}) + "\nitalic " + Digits(font.italic) + ", underline " +
+         Digits(font.underline) + ", strike-out " + Digits(font.strikeOut) + ", character set " +
+         Digits(font.charSet) + "\noutput precision " + Digits(font.outPrecision) +
+         ", clip precision " + Digits(font.clipPrecision) + ", quality " + Digits(font.quality) +
+         ", pitch and family " + Digits(font.pitchAndFamily);
+}
+
+Value FontOf(kx_gen::CPrivateOutlineHeader& header) {
+  kx_gen::TStoredFontInfo font{};
+  header.GetStoredFontInfo(&font);
+  // Of a packed record: copies, not references.
+  const auto number = [](long value) { return Json(value); };
+  Json json;
+  json["height"] = number(font.height);
+  json["width"] = number(font.width);
+  json["escapement"] = number(font.escapement);
+  json["orientation"] = number(font.orientation);
+  json["weight"] = number(font.weight);
+  json["italic"] = number(font.italic);
+  json["underline"] = number(font.underline);
+  json["strikeOut"] = number(font.strikeOut);
+  json["characterSet"] = number(font.charSet);
+  json["outputPrecision"] = number(font.outPrecision);
+  json["clipPrecision"] = number(font.clipPrecision);
+  json["quality"] = number(font.quality);
+  json["pitchAndFamily"] = number(font.pitchAndFamily);
+  return {TextOfFont(font), json};
 }
 
 void ListPrivate(Document& document, Listing& listing) {
@@ -238,20 +325,22 @@ void ListPrivate(Document& document, Listing& listing) {
   fields.Add("font", format::kTagFontInfo, [&] { return FontOf(header); });
   fields.Add("font name", StringTag(format::kStringFontName),
              [&] { return TextOf(header, &Header::GetFontName); });
-  fields.Add("font colour", format::kTagFontColor,
-             [&] { return "0x" + Hex(header.GetFontColor(), 8); });
+  fields.Add("font colour", format::kTagFontColor, [&] {
+    return Value{"0x" + Hex(header.GetFontColor(), 8), header.GetFontColor()};
+  });
   fields.AddOthers();
 }
 
 void ListDeletedIds(Document& document, Listing& listing) {
   const kx_gen::CDeletedThoughts& deleted = document.GetDeletedThoughts();
-  std::string ids;
+  std::string text = Digits(deleted.GetCount());
+  Json ids = Json::array();
   for (size_t i = 0; i < deleted.GetCount(); ++i) {
-    ids += i == 0 ? ": " : ", ";
-    ids += Number(deleted.GetId(i));
+    text += (i == 0 ? ": " : ", ") + Digits(deleted.GetId(i));
+    ids.push_back(deleted.GetId(i));
   }
   listing.Section("Deleted ids");
-  listing.Add("ids", Number(deleted.GetCount()) + ids);
+  listing.Add("ids", {text, ids});
 }
 
 /// A counter for each property that an item may have, and how many have it.
@@ -273,8 +362,10 @@ void ListItems(const Outline& outline, Listing& listing) {
   listing.Add("notes", count([](const Item& item) { return item.note && !item.note->empty(); }));
   listing.Add("empty notes",
               count([](const Item& item) { return item.note && item.note->empty(); }));
-  listing.Add("drawings", count([](const Item& item) { return item.drawing.has_value(); }) +
-                              (drawingBytes > 0 ? ", " + Bytes(drawingBytes) : ""));
+  Value drawings = count([](const Item& item) { return item.drawing.has_value(); });
+  if (drawingBytes > 0) drawings.text += ", " + ByteCount(drawingBytes);
+  listing.Add("drawings", drawings);
+  listing.ForPrograms()["drawingBytes"] = drawingBytes;
   listing.Add("checked", count([](const Item& item) { return item.checked; }));
   listing.Add("folded", count([](const Item& item) { return !item.expanded; }));
   listing.Add("with an id", count([](const Item& item) { return item.id != 0; }));
@@ -286,15 +377,20 @@ void ListItems(const Outline& outline, Listing& listing) {
   listing.Add("sort changed", count([](const Item& item) { return item.sortChanged; }));
 }
 
-void RunInfo(const Session& session, const std::string& name) {
-  const std::filesystem::path path = session.ExistingFile(name);
-  const std::unique_ptr<Document> document = OpenDocument(name, path);
+struct InfoOptions {
+  std::string file;
+  bool json = false;
+};
+
+void RunInfo(const Session& session, const InfoOptions& options) {
+  const InputPlace place(session, options.file);
+  const std::unique_ptr<Document> document = place.Open();
   document->ReadHeaders();
   const Outline outline = document->ReadOutline();
 
   Listing listing;
-  listing.Title(WritesToTerminal() ? Escaped(name) : OnOneLine(name));
-  listing.Add("kind", "outline document");
+  listing.Title(place.GetName());
+  listing.Add("kind", {"outline document", "outline"});
   listing.Add("version", Number(document->GetVersionNum()));
   listing.Add("rows", Number(document->GetRowCount()));
   ListItems(outline, listing);
@@ -303,27 +399,30 @@ void RunInfo(const Session& session, const std::string& name) {
   ListPrivate(*document, listing);
   ListConduit(*document, listing);
   ListSlots(*document, listing);
-  ListSizes(*document, std::filesystem::file_size(path), listing);
-  WriteData(listing.GetLines());
+  ListSizes(*document, std::filesystem::file_size(place.GetPath()), listing);
+  WriteData(options.json ? DumpLines(listing.GetJson()) : listing.GetLines());
 }
 
 }  // namespace
 
 void AddInfo(CLI::App& app, ChosenCommand& chosen) {
-  auto name = std::make_shared<std::string>();
+  auto options = std::make_shared<InfoOptions>();
   CLI::App* command = app.add_subcommand("info");
   command->group("Commands");
   command->description(
       "Tells the header fields, counts and sizes of a document.\n\n"
-      "Example:\n"
-      "  kxo info plan.kxo\n\n"
+      "Examples:\n"
+      "  kxo info plan.kxo\n"
+      "  kxo info plan.kxo --json | jq .items.notes\n\n"
       "That is: how many items there are and of what kind, which ids of deleted items wait\n"
       "for synchronisation, every field of the headers, and what takes how much room. Fields\n"
       "that synchronisation has yet to see are marked as changed.\n");
-  command->add_option("FILE", *name, "The document")->required();
+  command->add_option("FILE", options->file, "The document; - is standard input")->required();
+  command->add_flag("--json", options->json, "Print it as JSON");
   AddCodePageOption(*command);
-  command->callback(
-      [name, &chosen] { chosen = [name](const Session& session) { RunInfo(session, *name); }; });
+  command->callback([options, &chosen] {
+    chosen = [options](const Session& session) { RunInfo(session, *options); };
+  });
 }
 
 }  // namespace kxo

@@ -14,6 +14,7 @@
 #include "Output.h"
 #include "SafeSave.h"
 #include "System.h"
+#include "TemporaryFolder.h"
 #include "Text.h"
 #include "commands/CodePageOption.h"
 #include "commands/Commands.h"
@@ -45,26 +46,6 @@ struct RecoverOptions {
 std::string OutputName(const std::string& name) {
   return name == kStandardStream ? "standard output" : name;
 }
-
-/// A folder that goes away with this object.
-class TemporaryFolder {
- public:
-  TemporaryFolder() : path_(sys::MakeTemporaryFolder()) {
-    if (path_.empty()) {
-      throw Failure(kExitSystem, "no temporary folder can be made; set TMPDIR to one that can");
-    }
-  }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-  ~TemporaryFolder() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-  }
-  const fs::path& GetPath() const { return path_; }
-
- private:
-  fs::path path_;
-};
 
 /// Where the document goes.
 class Destination {

@@ -1,11 +1,15 @@
 #include <CLI/App.hpp>
+#include <CLI/Validators.hpp>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "DataStream.h"
 #include "Document.h"
+#include "InputDocument.h"
+#include "JsonText.h"
 #include "Output.h"
-#include "Text.h"
+#include "TreeView.h"
 #include "commands/CodePageOption.h"
 #include "commands/Commands.h"
 
@@ -14,86 +18,52 @@ namespace {
 
 struct ShowOptions {
   std::string file;
-  bool notes = false;
+  TreeOptions tree;
+  bool json = false;
 };
 
-/// What stands in front of items and notes: box lines and escapes on a terminal, blanks and texts
-/// as they are elsewhere.
-class TreePrinter {
- public:
-  TreePrinter(const Outline& outline, bool terminal, bool notes)
-      : outline_(outline), terminal_(terminal), notes_(notes) {}
-  std::string Print();
-
- private:
-  void PrintItem(size_t index);
-  void PrintNote(size_t index);
-  std::string Branch(size_t index) const;
-  std::string Marks(const Item& item) const;
-  std::string Shown(const std::string& text) const;
-
-  const Outline& outline_;
-  bool terminal_;
-  bool notes_;
-  std::string printed_;
-  std::vector<std::string> guides_;  // what children of an item at this depth have in front
-};
-
-std::string TreePrinter::Print() {
-  printed_ = Shown(outline_.title) + "\n";
-  guides_.assign(1, "");
-  for (size_t i = 0; i < outline_.GetNodes().size(); ++i) PrintItem(i);
-  return printed_;
-}
-
-void TreePrinter::PrintItem(size_t index) {
-  const Outline::Node& node = outline_.GetNodes()[index];
-  guides_.resize(node.depth + 1);
-  printed_ += guides_.back() + Branch(index) + Marks(node.item) + Shown(node.item.text) + "\n";
-  const bool last = outline_.IsLastChild(index);
-  const char* below = last ? "   " : "│  ";
-  guides_.push_back(guides_.back() + (terminal_ ? below : "  "));
-  if (notes_ && node.item.note) PrintNote(index);
-}
-
-std::string TreePrinter::Branch(size_t index) const {
-  if (terminal_) return outline_.IsLastChild(index) ? "└─ " : "├─ ";
-  return outline_.GetNodes()[index].item.expanded ? "- " : "+ ";
-}
-
-std::string TreePrinter::Marks(const Item& item) const {
-  std::string marks;
-  if (terminal_ && !item.expanded) marks += "▸ ";
-  if (item.checked) marks += "[x] ";
-  if (item.deleted) marks += "(deleted) ";
-  return marks;
-}
-
-/// A line of a note for each line of output. Windows' line ends, Unix' and the old Macintosh's
-/// count.
-void TreePrinter::PrintNote(size_t index) {
-  const std::string& note = *outline_.GetNodes()[index].item.note;
-  const bool childrenFollow = terminal_ && outline_.HasChildren(index);
-  const std::string front = guides_.back() + (childrenFollow ? "│  : "
-                                              : terminal_    ? "   : "
-                                                             : ": ");
-  size_t start = 0;
-  while (start < note.size()) {
-    const size_t end = std::min(note.find_first_of("\r\n", start), note.size());
-    printed_ += front + Shown(note.substr(start, end - start)) + "\n";
-    start = end + (note.compare(end, 2, "\r\n") == 0 ? 2 : 1);
+Json JsonOfItem(const Outline::Node& node, size_t row) {
+  const Item& item = node.item;
+  Json json;
+  json["row"] = row;
+  json["depth"] = node.depth + 1;
+  json["id"] = item.id;
+  json["text"] = item.text;
+  json["note"] = item.note ? Json(*item.note) : Json();
+  json["expanded"] = item.expanded;
+  json["checked"] = item.checked;
+  json["deleted"] = item.deleted;
+  json["drawing"] = Json();
+  if (item.drawing) {
+    json["drawing"] = {{"width", item.drawing->width}, {"height", item.drawing->height}};
   }
+  return json;
 }
 
-std::string TreePrinter::Shown(const std::string& text) const {
-  return terminal_ ? Escaped(text) : OnOneLine(text);
+/// An item a line.
+void PrintJson(const std::string& name, const Outline& outline, const TreeOptions& options) {
+  const std::vector<bool> visible = VisibleRows(outline, options);
+  DataStream out;
+  out.Write("{\"file\":" + Dump(Json(name)) + ",\"title\":" + Dump(Json(outline.title)) +
+            ",\"items\":[");
+  bool isFirst = true;
+  for (size_t i = 0; i < visible.size(); ++i) {
+    if (!visible[i]) continue;
+    out.Write((isFirst ? "\n" : ",\n") + Dump(JsonOfItem(outline.GetNodes()[i], i + 1)));
+    isFirst = false;
+  }
+  out.Write("\n]}\n");
+  out.Flush();
 }
 
 void RunShow(const Session& session, const ShowOptions& options) {
-  const std::unique_ptr<Document> document =
-      OpenDocument(options.file, session.ExistingFile(options.file));
-  const Outline outline = document->ReadOutline();
-  WriteData(TreePrinter(outline, WritesToTerminal(), options.notes).Print());
+  const InputPlace place(session, options.file);
+  const Outline outline = place.Open()->ReadOutline();
+  if (options.json) {
+    PrintJson(place.GetName(), outline, options.tree);
+  } else {
+    WriteData(DrawTree(outline, options.tree, OutputScreen()));
+  }
 }
 
 }  // namespace
@@ -106,14 +76,25 @@ void AddShow(CLI::App& app, ChosenCommand& chosen) {
       "Prints a document as a tree, its title and then an item a line.\n\n"
       "Examples:\n"
       "  kxo show plan.kxo\n"
-      "  kxo show plan.kxo --notes\n"
-      "  kxo show plan.kxo | grep '\\[x\\]'        the checked items\n\n"
-      "On a terminal the tree has lines, folded items have the mark ▸, and control\n"
-      "characters are shown as escapes. Elsewhere every level is indented by two blanks,\n"
-      "items begin with -, folded ones with +. Checked items have [x]. What lies below a\n"
-      "folded item is printed too.\n");
-  command->add_option("FILE", options->file, "The document")->required();
-  command->add_flag("--notes", options->notes, "Print the notes below their items, behind a colon");
+      "  kxo show plan.kxo --notes --all          folded items unfolded\n"
+      "  kxo show plan.kxo --numbers --depth 2    for kxo set, move and the like\n"
+      "  kxo show plan.kxo --all | grep '\\[x\\]'   the checked items\n"
+      "  kxo show plan.kxo --json | jq -r '.items[].text'\n\n"
+      "On a terminal the tree has lines, folded items have the mark ▸, long texts are broken at\n"
+      "its width, and control characters are shown as escapes; there are no colours where\n"
+      "NO_COLOR is set. Elsewhere every level is indented by two blanks, items begin with -,\n"
+      "folded ones with +. Checked items have [x]. What lies below folded items is left out\n"
+      "unless --all asks for it; the numbers count it.\n");
+  command->add_option("FILE", options->file, "The document; - is standard input")->required();
+  command->add_flag("--notes", options->tree.notes,
+                    "Print the notes below their items, behind a colon");
+  command->add_flag("--ids", options->tree.ids, "Print the ids of items that have one");
+  command->add_flag("--numbers", options->tree.numbers, "Print the row numbers, from 1");
+  command->add_option("--depth", options->tree.depth, "Print so many levels at most")
+      ->type_name("N")
+      ->check(CLI::Range(1, 256));
+  command->add_flag("--all", options->tree.all, "Print what lies below folded items, too");
+  command->add_flag("--json", options->json, "Print the items as JSON");
   AddCodePageOption(*command);
   command->callback([options, &chosen] {
     chosen = [options](const Session& session) { RunShow(session, *options); };

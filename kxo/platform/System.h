@@ -17,6 +17,12 @@ std::vector<std::string> Arguments(int argc, char** argv);
 /// Makes the standard streams carry UTF-8 as it is.
 void PrepareStreams();
 bool IsTerminal(std::FILE* stream);
+/// Columns of a terminal; 0 when it does not say.
+size_t TerminalWidth(std::FILE* stream);
+/// Has a terminal take escape sequences for colours. False when it does not.
+bool CanColour(std::FILE* stream);
+/// The value of a variable of the environment; empty when there is none.
+std::string Variable(const char* name);
 /// All of a text, at once. False, with errno where there is a reason, when the stream refuses it.
 bool Write(std::FILE* stream, std::string_view utf8);
 

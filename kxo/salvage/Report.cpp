@@ -67,8 +67,4 @@ Json JsonOf(const Loss& loss, const Overview& overview) {
   return json;
 }
 
-std::string Dump(const Json& json) {
-  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
-
 }  // namespace kxo::salvage

@@ -37,7 +37,8 @@ TEST_F(CommandLine, VersionNamesToolAndDocuments) {
   const ProgramRun run = Kxo({"--version"});
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_THAT(run.out, StartsWith("kxo "));
-  EXPECT_THAT(run.out, HasSubstr(".kxo documents of version 0"));
+  EXPECT_THAT(run.out, HasSubstr(".kxo documents of version 0, memory outlines of version 10\n"
+                                 "and category files of version 1 (reads version 0 of them, too)"));
 }
 
 TEST_F(CommandLine, WrongLinesAreToldInOneLineThatNamesTheHelp) {
@@ -48,14 +49,33 @@ TEST_F(CommandLine, WrongLinesAreToldInOneLineThatNamesTheHelp) {
     return run.err;
   };
   EXPECT_EQ(told({}), "kxo: a command is missing; try kxo --help\n");
-  EXPECT_EQ(told({"shwo"}), "kxo: there is no command shwo; try kxo --help\n");
+  EXPECT_EQ(told({"frobnicate"}), "kxo: there is no command frobnicate; try kxo --help\n");
   EXPECT_EQ(told({"--nonsense"}), "kxo: there is no option --nonsense; try kxo --help\n");
   EXPECT_EQ(told({"show"}), "kxo: FILE is required; try kxo show --help\n");
   EXPECT_EQ(told({"import"}), "kxo: IN is required; try kxo import --help\n");
-  EXPECT_EQ(told({"show", "a.kxo", "--all"}),
-            "kxo: The following argument was not expected: --all; try kxo show --help\n");
+  EXPECT_EQ(told({"show", "a.kxo", "--frobnicate"}),
+            "kxo: there is no option --frobnicate; try kxo show --help\n");
+  EXPECT_EQ(told({"show", "a.kxo", "b.kxo"}),
+            "kxo: there is no place for b.kxo; try kxo show --help\n");
   EXPECT_EQ(told({"import", "a.opml", "-o"}),
             "kxo: --output: 1 required OUT missing; try kxo import --help\n");
+}
+
+TEST_F(CommandLine, MistypedCommandsAndOptionsAreToldWhatTheyResemble) {
+  const auto told = [this](const std::vector<std::string>& arguments) {
+    const ProgramRun run = Kxo(arguments);
+    EXPECT_EQ(run.exitCode, 2);
+    return run.err;
+  };
+  EXPECT_EQ(told({"shwo"}), "kxo: there is no command shwo (did you mean show?); try kxo --help\n");
+  EXPECT_EQ(told({"Recovr", "a.kxo"}),
+            "kxo: there is no command Recovr (did you mean recover?); try kxo --help\n");
+  EXPECT_EQ(told({"--verson"}),
+            "kxo: there is no option --verson (did you mean --version?); try kxo --help\n");
+  EXPECT_EQ(told({"show", "a.kxo", "--ntoes"}),
+            "kxo: there is no option --ntoes (did you mean --notes?); try kxo show --help\n");
+  EXPECT_EQ(told({"show", "a.kxo", "--dept=3"}),
+            "kxo: there is no option --dept (did you mean --depth?); try kxo show --help\n");
 }
 
 TEST_F(CommandLine, ReadingCommandsTakeTheCodePageOfADevice) {

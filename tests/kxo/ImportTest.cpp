@@ -416,7 +416,7 @@ TEST_F(Import, RealFilesAreImportedAndShown) {
     EXPECT_EQ(run.exitCode, 0);
     EXPECT_THAT(run.err, HasSubstr(file.told));
     EXPECT_EQ(ReadDocument(out).rows.size(), file.items);
-    const ProgramRun shown = Kxo({"show", out});
+    const ProgramRun shown = Kxo({"show", out, "--all"});
     EXPECT_EQ(LinesOf(shown.out).size(), file.items + 1);
   }
 }

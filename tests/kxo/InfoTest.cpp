@@ -34,6 +34,13 @@ TEST_F(Info, TellsUnknownHeadersAndTagsAsItIsKept) {
   EXPECT_EQ(InfoOn("outline-unknown"), Kept("info-unknown.txt"));
 }
 
+TEST_F(Info, TellsProgramsTheSameAsJson) {
+  WriteGolden("outline-all-fields", User("a.kxo").string());
+  EXPECT_EQ(Kxo({"info", "a.kxo", "--json"}).out, Kept("info-all-fields.json"));
+  WriteGolden("outline-unknown", User("a.kxo").string());
+  EXPECT_EQ(Kxo({"info", "a.kxo", "--json"}).out, Kept("info-unknown.json"));
+}
+
 TEST_F(Info, ListsTheDeletedIds) {
   EXPECT_THAT(InfoOn("outline-deleted-ids"),
               HasSubstr("  ids                   3: 3, 4294967295, 3\n"));

@@ -14,6 +14,7 @@ struct RunOptions {
   std::map<std::string, std::string> environment;  ///< Set beside the test's own variables.
   std::vector<std::string> unset;                  ///< Variables that the program is not to have.
   std::filesystem::path input;  ///< What it reads as standard input, if anything.
+  unsigned short columns = 0;   ///< Of its terminal; 0 when that does not say, as far as it can.
   bool refusesOutput = false;   ///< Its standard output takes nothing.
   /// Called in the program's process ahead of it, on systems that make processes so.
   std::function<void()> prepare;

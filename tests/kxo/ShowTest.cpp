@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <fstream>
+#include <nlohmann/json.hpp>
 
 #include "Kept.h"
 #include "TestPlaces.h"
@@ -14,6 +15,7 @@ namespace fs = std::filesystem;
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::StartsWith;
 
 using kx_gen::CFile;
 using kx_gen::COutlineDB;
@@ -24,6 +26,21 @@ class Show : public ToolTest {
     const fs::path example = kx_test::sourceFolder() / "examples" / "field-guide.opml";
     EXPECT_EQ(Kxo({"import", example.string(), "-o", "guide.kxo"}).exitCode, 0);
   }
+  /// Six rows, the third of them folded.
+  void WriteTree() const {
+    WriteDocument("a.kxo", [](COutlineDB& db) {
+      db.SetOutlineTitle(L"Tree");
+      AddRow(db, 0, L"1");
+      AddRow(db, 1, L"1.1").SetId(17);
+      auto& folded = AddRow(db, 1, L"1.2");
+      folded.SetId(4);
+      folded.SetNote(L"folded");
+      folded.SetExpanded(false);
+      AddRow(db, 2, L"1.2.1");
+      AddRow(db, 3, L"deep");
+      AddRow(db, 0, L"2");
+    });
+  }
 };
 
 /// A text with control characters of all kinds, and with what only looks like one.
@@ -33,7 +50,7 @@ constexpr const wchar_t* kWildText =
 
 TEST_F(Show, PrintsTheExampleAsItIsKept) {
   ImportExample();
-  const ProgramRun run = Kxo({"show", "guide.kxo", "--notes"});
+  const ProgramRun run = Kxo({"show", "guide.kxo", "--notes", "--all"});
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_EQ(run.err, "");
   EXPECT_EQ(run.out, Kept("field-guide.txt"));
@@ -41,14 +58,14 @@ TEST_F(Show, PrintsTheExampleAsItIsKept) {
 
 TEST_F(Show, DrawsTheExampleOnATerminalAsItIsKept) {
   ImportExample();
-  const ProgramRun run = KxoOnTerminal({"show", "guide.kxo", "--notes"});
+  const ProgramRun run = KxoOnTerminal({"show", "guide.kxo", "--notes", "--all"});
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_EQ(run.out, Kept("field-guide-terminal.txt"));
 }
 
 TEST_F(Show, WithoutNotesEveryItemTakesOneLine) {
   ImportExample();
-  const std::vector<std::string> lines = LinesOf(Kxo({"show", "guide.kxo"}).out);
+  const std::vector<std::string> lines = LinesOf(Kxo({"show", "guide.kxo", "--all"}).out);
   EXPECT_EQ(lines.size(), ReadDocument("guide.kxo").rows.size() + 1);
   EXPECT_EQ(lines[0], "A Field Guide to the Valley of Merrow — birds and paths");
   EXPECT_EQ(lines[1], "- Before you set out");
@@ -92,9 +109,68 @@ TEST_F(Show, FoldedCheckedAndDeletedItemsAreMarked) {
     AddRow(db, 1, L"below").SetDeleted(true);
     AddRow(db, 0, L"plain");
   });
-  EXPECT_EQ(Kxo({"show", "a.kxo"}).out, "Untitled\n+ [x] folded\n  - (deleted) below\n- plain\n");
-  EXPECT_EQ(KxoOnTerminal({"show", "a.kxo"}).out,
+  EXPECT_EQ(Kxo({"show", "a.kxo", "--all"}).out,
+            "Untitled\n+ [x] folded\n  - (deleted) below\n- plain\n");
+  EXPECT_EQ(KxoOnTerminal({"show", "a.kxo", "--all"}).out,
             "Untitled\n├─ ▸ [x] folded\n│  └─ (deleted) below\n└─ plain\n");
+}
+
+TEST_F(Show, FoldedItemsHideWhatLiesBelowUnlessAllIsAskedFor) {
+  WriteTree();
+  EXPECT_EQ(Kxo({"show", "a.kxo"}).out, "Tree\n- 1\n  - 1.1\n  + 1.2\n- 2\n");
+  EXPECT_EQ(Kxo({"show", "a.kxo", "--all"}).out,
+            "Tree\n- 1\n  - 1.1\n  + 1.2\n    - 1.2.1\n      - deep\n- 2\n");
+  EXPECT_EQ(KxoOnTerminal({"show", "a.kxo", "--notes"}).out,
+            "Tree\n├─ 1\n│  ├─ 1.1\n│  └─ ▸ 1.2\n│        : folded\n└─ 2\n");
+}
+
+TEST_F(Show, DepthLimitsTheLevels) {
+  WriteTree();
+  EXPECT_EQ(Kxo({"show", "a.kxo", "--depth", "1"}).out, "Tree\n- 1\n- 2\n");
+  EXPECT_EQ(Kxo({"show", "a.kxo", "--all", "--depth=3"}).out,
+            "Tree\n- 1\n  - 1.1\n  + 1.2\n    - 1.2.1\n- 2\n");
+  for (const char* depth : {"0", "-1", "257", "x"}) {
+    EXPECT_EQ(Kxo({"show", "a.kxo", "--depth", depth}).exitCode, 2) << depth;
+  }
+}
+
+TEST_F(Show, NumbersAndIdsStandInColumnsAndCountEveryRow) {
+  WriteTree();
+  EXPECT_EQ(Kxo({"show", "a.kxo", "--numbers"}).out,
+            "Tree\n1  - 1\n2    - 1.1\n3    + 1.2\n6  - 2\n");
+  EXPECT_EQ(Kxo({"show", "a.kxo", "--numbers", "--ids"}).out,
+            "Tree\n1      -  - 1\n2  id:17    - 1.1\n3   id:4    + 1.2\n6      -  - 2\n");
+  EXPECT_EQ(KxoOnTerminal({"show", "a.kxo", "--numbers", "--notes"}).out,
+            "Tree\n1  ├─ 1\n2  │  ├─ 1.1\n3  │  └─ ▸ 1.2\n   │        : folded\n6  └─ 2\n");
+}
+
+TEST_F(Show, JsonHasTheRowsThatTheTreeShows) {
+  WriteTree();
+  const auto json = nlohmann::json::parse(Kxo({"show", "a.kxo", "--json"}).out);
+  EXPECT_EQ(json["file"], "a.kxo");
+  EXPECT_EQ(json["title"], "Tree");
+  ASSERT_EQ(json["items"].size(), 4u);
+  EXPECT_EQ(json["items"][2], nlohmann::json::parse(R"({"row": 3, "depth": 2, "id": 4,
+      "text": "1.2", "note": "folded", "expanded": false, "checked": false, "deleted": false,
+      "drawing": null})"));
+  EXPECT_EQ(json["items"][3]["row"], 6);
+  const auto all = nlohmann::json::parse(Kxo({"show", "a.kxo", "--json", "--all"}).out);
+  EXPECT_EQ(all["items"].size(), 6u);
+  WriteGolden("outline-empty", User("a.kxo").string());
+  EXPECT_TRUE(nlohmann::json::parse(Kxo({"show", "a.kxo", "--json"}).out)["items"].empty());
+}
+
+TEST_F(Show, StandardInputIsADocumentToo) {
+  WriteTree();
+  options_.input = User("a.kxo");
+  EXPECT_EQ(Kxo({"show", "-", "--depth", "1"}).out, "Tree\n- 1\n- 2\n");
+  EXPECT_THAT(Kxo({"info", "-"}).out, StartsWith("standard input\n"));
+  WriteUserFile("bad.kxo", "no document");
+  options_.input = User("bad.kxo");
+  const ProgramRun run = Kxo({"show", "-"});
+  EXPECT_EQ(run.exitCode, 3);
+  EXPECT_THAT(run.err, StartsWith("kxo: standard input: "));
+  EXPECT_EQ(UserFiles(), (std::vector<std::string>{"a.kxo", "bad.kxo"}));
 }
 
 TEST_F(Show, LevelsThatSkipNumbersStillMakeATree) {

@@ -91,6 +91,7 @@ void ToolTest::SetUp() {
   fs::create_directory(user_);
   options_.folder = user_;
   options_.environment[kStateVariable] = NameOf(folder() / "state");
+  options_.environment["NO_COLOR"] = "1";
 }
 
 ProgramRun ToolTest::Kxo(const std::vector<std::string>& arguments) const {

@@ -2,6 +2,7 @@
 
 #include <iconv.h>
 #include <pwd.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -104,6 +105,21 @@ std::vector<std::string> Arguments(int argc, char** argv) {
 void PrepareStreams() {}
 
 bool IsTerminal(std::FILE* stream) { return ::isatty(::fileno(stream)) == 1; }
+
+size_t TerminalWidth(std::FILE* stream) {
+  winsize size{};
+  return ::ioctl(::fileno(stream), TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
+bool CanColour(std::FILE* stream) {
+  const std::string kind = Variable("TERM");
+  return IsTerminal(stream) && !kind.empty() && kind != "dumb";
+}
+
+std::string Variable(const char* name) {
+  const char* value = std::getenv(name);
+  return value == nullptr ? "" : value;
+}
 
 bool Write(std::FILE* stream, std::string_view utf8) {
   return std::fwrite(utf8.data(), 1, utf8.size(), stream) == utf8.size() &&

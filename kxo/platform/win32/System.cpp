@@ -86,6 +86,10 @@ fs::path MakeFolderIn(const fs::path& parent) {
   return {};
 }
 
+HANDLE HandleOf(std::FILE* stream) {
+  return reinterpret_cast<HANDLE>(::_get_osfhandle(::_fileno(stream)));
+}
+
 /// In pieces that a console takes, none of which ends inside a pair of surrogates.
 bool ShowOnConsole(HANDLE console, std::wstring_view text) {
   constexpr size_t kPiece = 8000;
@@ -121,8 +125,26 @@ void PrepareStreams() {
 
 bool IsTerminal(std::FILE* stream) { return ::_isatty(::_fileno(stream)) != 0; }
 
+size_t TerminalWidth(std::FILE* stream) {
+  CONSOLE_SCREEN_BUFFER_INFO info = {};
+  const bool known = ::GetConsoleScreenBufferInfo(HandleOf(stream), &info) != FALSE;
+  return known && info.dwSize.X > 0 ? static_cast<size_t>(info.dwSize.X) : 0;
+}
+
+bool CanColour(std::FILE* stream) {
+  DWORD mode = 0;
+  const HANDLE console = HandleOf(stream);
+  return Variable("TERM") != "dumb" && ::GetConsoleMode(console, &mode) != FALSE &&
+         ::SetConsoleMode(console, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) != FALSE;
+}
+
+std::string Variable(const char* name) {
+  const wchar_t* value = ::_wgetenv(ToWide(name).c_str());
+  return value == nullptr ? "" : FromWide(value);
+}
+
 bool Write(std::FILE* stream, std::string_view utf8) {
-  const auto handle = reinterpret_cast<HANDLE>(::_get_osfhandle(::_fileno(stream)));
+  const HANDLE handle = HandleOf(stream);
   DWORD mode = 0;
   if (::GetConsoleMode(handle, &mode) != FALSE) return ShowOnConsole(handle, ToWide(utf8));
   return std::fwrite(utf8.data(), 1, utf8.size(), stream) == utf8.size() &&

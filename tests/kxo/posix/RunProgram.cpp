@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <pty.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -96,7 +97,9 @@ ProgramRun RunProgram(const fs::path& program, const std::vector<std::string>& a
 ProgramRun RunOnTerminal(const fs::path& program, const std::vector<std::string>& arguments,
                          const RunOptions& options) {
   int terminal = -1;
-  const pid_t child = ::forkpty(&terminal, nullptr, nullptr, nullptr);
+  winsize size{};
+  size.ws_col = options.columns;
+  const pid_t child = ::forkpty(&terminal, nullptr, nullptr, &size);
   if (child == 0) Become(program, arguments, options);
   ProgramRun run;
   std::array<char, 4096> piece{};

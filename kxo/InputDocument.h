@@ -1,0 +1,33 @@
+/// A document that the user names, to be read and nothing else.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "Document.h"
+#include "InputFile.h"
+#include "Session.h"
+#include "TemporaryFolder.h"
+
+namespace kxo {
+
+/// Where its bytes are: the file itself, or for "-" a private copy of standard input.
+class InputPlace {
+ public:
+  InputPlace(const Session& session, const std::string& name);
+
+  const std::string& GetName() const { return name_; }  ///< As messages call it.
+  const std::filesystem::path& GetPath() const { return path_; }
+  /// Opens it for reading; this place has to outlive the document.
+  std::unique_ptr<Document> Open() const { return OpenDocument(name_, path_); }
+
+ private:
+  void CopyStandardInput(const Session& session);
+
+  std::string name_;
+  std::unique_ptr<TemporaryFolder> folder_;  // of the copy
+  std::filesystem::path path_;
+};
+
+}  // namespace kxo
