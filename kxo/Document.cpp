@@ -4,8 +4,6 @@
 #include <utility>
 
 #include "Failure.h"
-#include "StoredFields.h"
-#include "System.h"
 #include "Text.h"
 
 namespace kxo {
@@ -14,37 +12,9 @@ namespace fs = std::filesystem;
 namespace format = kx_gen::format;
 
 using kx_gen::_String;
-using kx_gen::CException;
-using kx_gen::CFile;
 using kx_gen::COutlineRecord;
 
 namespace {
-
-std::string AtOffset(unsigned long offset, const std::string& what) {
-  return "offset " + std::to_string(offset) + " (" + what + ")";
-}
-
-std::string HeaderTitle(unsigned short id) {
-  switch (id) {
-    case format::kConduitHeaderId:
-      return "conduit header";
-    case format::kSharedHeaderId:
-      return "shared header";
-    default:
-      return "private header";
-  }
-}
-
-std::string PlaceOfOpening(const CException& e) {
-  switch (e.GetErrNumber() + 1) {
-    case kx_gen::kMsgCheckCode:
-      return AtOffset(format::kCheckCodeOffset, "the check code");
-    case kx_gen::kMsgNewerVersion:
-      return AtOffset(format::kVersionOffset, "the version");
-    default:
-      return AtOffset(format::kHeaderTablePos, "the header table");
-  }
-}
 
 /// Where wide text has 16 bits, a character may be two units, which stay together.
 void DropLastCharacter(std::wstring& text) {
@@ -58,16 +28,7 @@ Document::Document(std::string name) : name_(std::move(name)) {}
 
 Document::~Document() = default;
 
-/// The outline database's own Open keeps the reason of a failure to itself; this one throws it.
-void Document::OpenOrThrow(const fs::path& file, unsigned int mode) {
-  const sys::LibraryName libraryName(file);
-  CDatabase::Open(libraryName.get(), mode);  // NOLINT(bugprone-parent-virtual-call)
-}
-
-void Document::OpenToRead(const fs::path& file) {
-  WhileReading(name_, PlaceOfOpening,
-               [&] { OpenOrThrow(file, CFile::modeRead | CFile::shareDenyWrite); });
-}
+void Document::OpenToRead(const fs::path& file) { kxo::OpenToRead(*this, name_, file); }
 
 void Document::ReadOneHeader(unsigned short id) {
   InHeader(id, [this, id] { return ReadHeader(id); });
@@ -95,40 +56,30 @@ Outline Document::ReadOutline() {
 Outline Document::ReadWhole() {
   for (const uint16_t id :
        {format::kConduitHeaderId, format::kSharedHeaderId, format::kPrivateOutlineHeaderId}) {
-    ReadStoredHeader(id);
+    ReadStoredHeader(*this, name_, id);
   }
   ReadAllRows();
   return GetWhole();
 }
 
 void Document::ReadAllRows() {
-  WhileReading(
-      name_, [this](const CException&) { return PlaceOfLastRow(); }, [this] { ReadRows(); });
-}
-
-/// As it stands in the file: without the fields that the library adds to those of older files.
-void Document::ReadStoredHeader(unsigned short id) {
-  InHeader(id, [this, id] {
-    for (const kx_gen::THeaderInfo* info : GetHeaderManager().GetReadList()) {
-      if (info->record.id != id) continue;
-      Seek(static_cast<long>(GetHeaderManager().GetHeaderReadPos(id)), 0);
-      info->header->Read(*this, info->record.size);
-    }
-  });
+  kxo::ReadAllRows(*this, name_, FirstRowsOffset(), "the deleted ids");
 }
 
 Outline Document::GetOutline() {
   Outline outline;
   outline.title = GetTitle();
-  AddItems(outline);
+  AddItems(outline, Lacking::kThrows);
   return outline;
 }
 
-void Document::AddItems(Outline& outline) {
+void Document::AddItems(Outline& outline, Lacking lacking) {
   const auto count = static_cast<size_t>(GetRecordset()->getSize());
   for (size_t i = 0; i < count; ++i) {
     unsigned level = 0;
-    Item item = ReadItem(i, level);
+    Item item = InRowOf(*this, name_, i, [&] {
+      return ItemOf(static_cast<COutlineRecord&>(*getRecord(i)), level, lacking);
+    });
     outline.Add(level, std::move(item));
   }
 }
@@ -145,7 +96,7 @@ Outline Document::GetWhole() {
   for (size_t i = 0; i < deleted.GetCount(); ++i) {
     outline.deletedIds.push_back(static_cast<uint32_t>(deleted.GetId(i)));
   }
-  AddItems(outline);
+  AddItems(outline, Lacking::kIsDefault);
   return outline;
 }
 
@@ -155,15 +106,6 @@ std::string Document::GetTitle() {
     GetOutlineTitle(title);
     return FromWide(title);
   });
-}
-
-Item Document::ReadItem(size_t index, unsigned& level) {
-  return WhileReading(
-      name_, [this, index](const CException&) { return PlaceOfRow(index); },
-      [&] {
-        auto& row = static_cast<COutlineRecord&>(*getRecord(index));
-        return ItemOf(row, level);
-      });
 }
 
 void Document::TakeItems(const Outline& outline) {
@@ -204,14 +146,7 @@ void Document::TakeTitle(const std::string& title) {
 }
 
 void Document::Save(const fs::path& file, bool mayReplace) {
-  const sys::LibraryName libraryName(file);
-  WhileWriting(name_, [&] {
-    if (mayReplace) {
-      kx_gen::SaveDatabaseFile(*this, libraryName.get());
-    } else {
-      kx_gen::SaveNewDatabaseFile(*this, libraryName.get());
-    }
-  });
+  SaveAs(*this, name_, file, mayReplace);
 }
 
 unsigned long Document::RowsEnd() {
@@ -222,22 +157,6 @@ unsigned long Document::RowsEnd() {
   }
   const kx_gen::CDBRecord& last = *getRecord(static_cast<unsigned long>(count) - 1);
   return last.GetPos() + format::kRowFrameSize + last.GetRecSize();
-}
-
-std::string Document::PlaceOfHeader(unsigned short id) {
-  return AtOffset(GetHeaderManager().GetHeaderReadPos(id), HeaderTitle(id));
-}
-
-/// The row whose reading failed is the last of those that the set holds.
-std::string Document::PlaceOfLastRow() {
-  const int count = GetRecordset()->getSize();
-  if (count > 0) return PlaceOfRow(static_cast<size_t>(count) - 1);
-  return AtOffset(FirstRowsOffset(), "the deleted ids");
-}
-
-std::string Document::PlaceOfRow(size_t index) {
-  return AtOffset(getRecord(index)->GetPos(),
-                  "row " + std::to_string(index + 1) + " of " + std::to_string(GetRowCount()));
 }
 
 std::unique_ptr<Document> OpenDocument(const std::string& name, const fs::path& file) {

@@ -6,9 +6,11 @@
 #include <memory>
 #include <string>
 
+#include "DatabaseFile.h"
 #include "KX_FileIO.h"
 #include "LibraryErrors.h"
 #include "Outline.h"
+#include "StoredFields.h"
 
 namespace kxo {
 
@@ -30,7 +32,7 @@ class Document : public kx_gen::COutlineDB {
   std::string GetTitle();  ///< Of the header as it is in memory.
   /// Title and rows as they are in memory.
   Outline GetOutline();
-  /// Reads everything, as it stands in the file.
+  /// Reads everything, as it stands in the file. Fields that are lacking have their defaults.
   Outline ReadWhole();
   /// Everything as it is in memory. What is read and then taken by another document gives the same
   /// rows and headers there, byte for byte.
@@ -59,15 +61,9 @@ class Document : public kx_gen::COutlineDB {
   const std::string& GetName() const { return name_; }
 
  private:
-  void OpenOrThrow(const std::filesystem::path& file, unsigned int mode);
   void ReadOneHeader(unsigned short id);
-  void ReadStoredHeader(unsigned short id);
   void ReadAllRows();
-  void AddItems(Outline& outline);
-  Item ReadItem(size_t index, unsigned& level);
-  std::string PlaceOfHeader(unsigned short id);
-  std::string PlaceOfLastRow();
-  std::string PlaceOfRow(size_t index);
+  void AddItems(Outline& outline, Lacking lacking);
   bool TitleFits(const std::wstring& title);
 
   std::string name_;
@@ -75,8 +71,7 @@ class Document : public kx_gen::COutlineDB {
 
 template <class Call>
 auto Document::InHeader(unsigned short id, Call call) -> decltype(call()) {
-  return WhileReading(
-      name_, [this, id](const kx_gen::CException&) { return PlaceOfHeader(id); }, call);
+  return InHeaderOf(*this, name_, id, call);
 }
 
 /// Opens the document that the user named, for reading.

@@ -37,7 +37,11 @@ struct Extras {
   /// The stored block, where the fields by themselves would not give the same bytes again. A field
   /// that differs from what stands in it wins.
   std::optional<std::string> stored;
-  bool operator==(const Extras&) const = default;
+  /// Of what the fields say; they may be stored in more than one way.
+  bool operator==(const Extras& other) const {
+    return unmarked == other.unmarked && versions == other.versions &&
+           unknownTags == other.unknownTags;
+  }
 };
 
 /// The picture of an item.

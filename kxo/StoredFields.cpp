@@ -95,6 +95,19 @@ std::vector<UnknownTag> UnknownTagsOf(std::string_view block, salvage::Fields fi
   return unknown;
 }
 
+/// Whether all of the block can be reached: the library finds tags in ascending order.
+bool IsInOrder(std::string_view block) {
+  const auto tags = ListTags(reinterpret_cast<const unsigned char*>(block.data()), block.size());
+  size_t size = 0;
+  uint32_t previous = 0;
+  for (const TagEntry& tag : tags) {
+    if (tag.id <= previous) return false;
+    previous = tag.id;
+    size += format::kTagSize + tag.sizeBytes;
+  }
+  return block.size() - size < format::kTagSize;
+}
+
 // --- What stands beside the values ---
 
 Extras ExtrasOf(CTaggedDataManager& tags, salvage::Fields fields) {
@@ -149,20 +162,55 @@ bool Differs(const Model* present, const Model& wanted, Value Model::*value) {
   return present == nullptr || !(present->*value == wanted.*value);
 }
 
+/// Asks for the fields of one row or header.
+class Reader {
+ public:
+  Reader(CTaggedDataManager& tags, Lacking lacking) : tags_(tags), lacking_(lacking) {}
+
+  /// Runs `take`, unless the field is lacking and keeps its default.
+  template <class Take>
+  void Field(uint32_t tag, Take take) const {
+    if (lacking_ == Lacking::kThrows || HasTag(tags_, tag)) take();
+  }
+  template <class Take>
+  void Text(uint8_t number, std::string& text, Take take) const {
+    Field(format::kStringTagBase + number, [&] {
+      _String wide;
+      take(wide);
+      text = FromWide(wide);
+    });
+  }
+
+ private:
+  CTaggedDataManager& tags_;
+  Lacking lacking_;
+};
+
 // --- Rows ---
 
 template <class Model>
-void ReadFlags(kx_gen::CDBRecord& row, Model& model) {
-  model.isNew = row.IsNew();
-  model.changed = row.IsChanged();
-  model.deleted = row.IsDeleted();
-  model.empty = row.IsEmpty();
-  model.archived = row.IsArchived();
-  model.sortChanged = row.IsSortChanged();
+void ReadFlags(const Reader& reader, kx_gen::CDBRecord& row, Model& model) {
+  reader.Field(format::kTagFlagByte, [&] {
+    model.isNew = row.IsNew();
+    model.changed = row.IsChanged();
+    model.deleted = row.IsDeleted();
+    model.empty = row.IsEmpty();
+    model.archived = row.IsArchived();
+  });
+  reader.Field(format::kTagSortChanged, [&] { model.sortChanged = row.IsSortChanged(); });
+}
+
+template <class Model>
+bool AreFlagsEqual(const Model& a, const Model& b) {
+  return a.isNew == b.isNew && a.changed == b.changed && a.deleted == b.deleted &&
+         a.empty == b.empty && a.archived == b.archived;
 }
 
 template <class Model>
 void SetFlags(kx_gen::CDBRecord& row, const Model* present, const Model& wanted) {
+  // The bits can be set in a flag byte that is there.
+  const bool isSame = present != nullptr && AreFlagsEqual(*present, wanted);
+  if (!isSame && !HasTag(row.getTaggedDataManager(), format::kTagFlagByte)) row.SetFlag(0);
   if (Differs(present, wanted, &Model::isNew)) row.SetNew(wanted.isNew);
   if (Differs(present, wanted, &Model::changed)) row.SetChanged(wanted.changed);
   if (Differs(present, wanted, &Model::deleted)) row.SetDeleted(wanted.deleted);
@@ -192,34 +240,32 @@ struct ItemCodec {
   static auto& ExtrasIn(Any& model) {
     return model.item.extras;
   }
-  static Model Read(Row& row);
+  static Model Read(const Reader& reader, Row& row);
   static void Apply(Row& row, const Model* present, const Model& wanted);
 };
 
-template <class Getter>
-std::string TextFrom(Getter getter) {
-  _String text;
-  getter(text);
-  return FromWide(text);
-}
-
 template <class Row>
-LeveledItem ItemCodec<Row>::Read(Row& row) {
+LeveledItem ItemCodec<Row>::Read(const Reader& reader, Row& row) {
   LeveledItem read;
   Item& item = read.item;
-  read.level = row.GetIndent();
-  item.id = static_cast<uint32_t>(row.GetId());
-  item.text = TextFrom([&](_String& text) { row.GetText(text); });
-  if (row.HasNote()) item.note = TextFrom([&](_String& text) { row.GetNote(text); });
-  item.expanded = row.GetExpanded();
-  item.checked = row.GetChecked();
-  ReadFlags(row, item);
+  reader.Field(format::kTagIndent, [&] { read.level = row.GetIndent(); });
+  reader.Field(format::kTagOutlineId, [&] { item.id = static_cast<uint32_t>(row.GetId()); });
+  reader.Text(format::kStringText, item.text, [&](_String& text) { row.GetText(text); });
+  if (row.HasNote()) {
+    reader.Text(format::kStringNote, item.note.emplace(),
+                [&](_String& text) { row.GetNote(text); });
+  }
+  reader.Field(format::kTagExpanded, [&] { item.expanded = row.GetExpanded(); });
+  reader.Field(format::kTagChecked, [&] { item.checked = row.GetChecked(); });
+  ReadFlags(reader, row, item);
   if (row.HasDrawing()) {
     item.drawing = DrawingOf(DataOf(row.getTaggedDataManager(), format::kTagDrawing));
   }
   if constexpr (kIsLinked<Row>) {
-    item.internalId = static_cast<uint32_t>(row.getInternalId());
-    item.parentId = static_cast<uint32_t>(row.getParentId());
+    reader.Field(format::kTagInternalId,
+                 [&] { item.internalId = static_cast<uint32_t>(row.getInternalId()); });
+    reader.Field(format::kTagParentId,
+                 [&] { item.parentId = static_cast<uint32_t>(row.getParentId()); });
   }
   return read;
 }
@@ -268,16 +314,19 @@ struct CategoryCodec {
   static auto& ExtrasIn(Any& model) {
     return model.extras;
   }
-  static Model Read(Holder& row);
+  static Model Read(const Reader& reader, Holder& row);
   static void Apply(Holder& row, const Model* present, const Model& wanted);
 };
 
-Category CategoryCodec::Read(CCategoryRecord& row) {
+Category CategoryCodec::Read(const Reader& reader, CCategoryRecord& row) {
   Category category;
-  category.id = static_cast<uint32_t>(row.GetCategoryId());
-  category.name = TextFrom([&](_String& text) { row.GetCategoryName(text); });
-  category.lastChangedTime = static_cast<uint32_t>(row.GetLastChangedTime());
-  ReadFlags(row, category);
+  reader.Field(format::kTagCategoryId,
+               [&] { category.id = static_cast<uint32_t>(row.GetCategoryId()); });
+  reader.Text(format::kStringCategoryRecordName, category.name,
+              [&](_String& text) { row.GetCategoryName(text); });
+  reader.Field(format::kTagLastChangedTime,
+               [&] { category.lastChangedTime = static_cast<uint32_t>(row.GetLastChangedTime()); });
+  ReadFlags(reader, row, category);
   return category;
 }
 
@@ -292,10 +341,6 @@ void CategoryCodec::Apply(CCategoryRecord& row, const Category* present, const C
 
 // --- Headers ---
 
-bool HasText(const CTaggedDataHeader& header, uint8_t number) {
-  return header.hasStringTag(number);
-}
-
 struct SharedCodec {
   using Holder = CSharedHeader;
   using Model = SharedFields;
@@ -304,25 +349,23 @@ struct SharedCodec {
   static auto& ExtrasIn(Any& model) {
     return model.extras;
   }
-  static Model Read(Holder& header);
+  static Model Read(const Reader& reader, Holder& header);
   static void Apply(Holder& header, const Model* present, const Model& wanted);
 };
 
-SharedFields SharedCodec::Read(CSharedHeader& header) {
+SharedFields SharedCodec::Read(const Reader& reader, CSharedHeader& header) {
   SharedFields fields;
-  if (HasText(header, format::kStringCategoryName)) {
-    fields.category = TextFrom([&](_String& text) { header.GetCategoryName(text); });
-  }
-  if (HasText(header, format::kStringMatchName)) {
-    fields.matchName = TextFrom([&](_String& text) { header.GetPalmMatchName(text); });
-  }
-  if (header.hasTag(format::kTagPrivate)) fields.isPrivate = header.GetPrivate();
-  if (header.hasTag(format::kTagSynchronized)) fields.synchronized = header.GetSynchronized();
-  if (header.hasTag(format::kTagOutlineChanged)) fields.outlineChanged = header.GetOutlineChanged();
-  if (header.hasTag(format::kTagNumbering)) header.getNumbering(fields.numbering.data());
-  if (header.hasTag(format::kTagNumberingDivider)) {
-    fields.numberingDivider = header.getNumberingDivider();
-  }
+  reader.Text(format::kStringCategoryName, fields.category,
+              [&](_String& text) { header.GetCategoryName(text); });
+  reader.Text(format::kStringMatchName, fields.matchName,
+              [&](_String& text) { header.GetPalmMatchName(text); });
+  reader.Field(format::kTagPrivate, [&] { fields.isPrivate = header.GetPrivate(); });
+  reader.Field(format::kTagSynchronized, [&] { fields.synchronized = header.GetSynchronized(); });
+  reader.Field(format::kTagOutlineChanged,
+               [&] { fields.outlineChanged = header.GetOutlineChanged(); });
+  reader.Field(format::kTagNumbering, [&] { header.getNumbering(fields.numbering.data()); });
+  reader.Field(format::kTagNumberingDivider,
+               [&] { fields.numberingDivider = header.getNumberingDivider(); });
   return fields;
 }
 
@@ -368,7 +411,7 @@ struct PrivateCodec {
   static auto& ExtrasIn(Any& model) {
     return model.view.extras;
   }
-  static Model Read(Holder& header);
+  static Model Read(const Reader& reader, Holder& header);
   static void Apply(Holder& header, const Model* present, const Model& wanted);
 };
 
@@ -425,32 +468,25 @@ Font WithoutNameAndColor(Font font) {
   return font;
 }
 
-TitledView PrivateCodec::Read(CPrivateOutlineHeader& header) {
+TitledView PrivateCodec::Read(const Reader& reader, CPrivateOutlineHeader& header) {
   TitledView read;
   View& view = read.view;
-  if (HasText(header, format::kStringOutlineTitle)) {
-    read.title = TextFrom([&](_String& text) { header.GetOutlineTitle(text); });
-  }
-  if (header.hasTag(format::kTagShowCheckedItems)) {
-    view.showCheckedItems = header.GetShowCheckedItems();
-  }
-  if (header.hasTag(format::kTagShowHeadingsMode)) {
-    view.showHeadingsMode = header.GetShowHeadingsMode();
-  }
-  if (header.hasTag(format::kTagSelectedIndex)) {
-    view.selectedIndex = static_cast<uint32_t>(header.GetSelectedIndex());
-  }
-  if (header.hasTag(format::kTagTopIndex)) {
-    view.topIndex = static_cast<uint32_t>(header.GetTopIndex());
-  }
-  if (header.hasTag(format::kTagWindowPos)) view.window = WindowOf(header);
-  if (header.hasTag(format::kTagFontInfo)) view.font = FontInfoOf(header);
-  if (HasText(header, format::kStringFontName)) {
-    view.font.name = TextFrom([&](_String& text) { header.GetFontName(text); });
-  }
-  if (header.hasTag(format::kTagFontColor)) {
-    view.font.color = static_cast<uint32_t>(header.GetFontColor());
-  }
+  reader.Text(format::kStringOutlineTitle, read.title,
+              [&](_String& text) { header.GetOutlineTitle(text); });
+  reader.Field(format::kTagShowCheckedItems,
+               [&] { view.showCheckedItems = header.GetShowCheckedItems(); });
+  reader.Field(format::kTagShowHeadingsMode,
+               [&] { view.showHeadingsMode = header.GetShowHeadingsMode(); });
+  reader.Field(format::kTagSelectedIndex,
+               [&] { view.selectedIndex = static_cast<uint32_t>(header.GetSelectedIndex()); });
+  reader.Field(format::kTagTopIndex,
+               [&] { view.topIndex = static_cast<uint32_t>(header.GetTopIndex()); });
+  reader.Field(format::kTagWindowPos, [&] { view.window = WindowOf(header); });
+  reader.Field(format::kTagFontInfo, [&] { view.font = FontInfoOf(header); });
+  reader.Text(format::kStringFontName, view.font.name,
+              [&](_String& text) { header.GetFontName(text); });
+  reader.Field(format::kTagFontColor,
+               [&] { view.font.color = static_cast<uint32_t>(header.GetFontColor()); });
   return read;
 }
 
@@ -495,7 +531,7 @@ struct ConduitCodec {
   static auto& ExtrasIn(Any& model) {
     return model.extras;
   }
-  static Model Read(Holder& /*header*/) { return {}; }
+  static Model Read(const Reader& /*reader*/, Holder& /*header*/) { return {}; }
   static void Apply(Holder& /*header*/, const Model* /*present*/, const Model& /*wanted*/) {}
 };
 
@@ -503,8 +539,8 @@ struct ConduitCodec {
 
 /// The fields and what stands beside them, without the stored block.
 template <class Codec>
-typename Codec::Model ReadFields(typename Codec::Holder& holder) {
-  typename Codec::Model model = Codec::Read(holder);
+typename Codec::Model ReadFields(typename Codec::Holder& holder, Lacking lacking) {
+  typename Codec::Model model = Codec::Read(Reader(holder.getTaggedDataManager(), lacking), holder);
   Codec::ExtrasIn(model) = ExtrasOf(holder.getTaggedDataManager(), Codec::Fields());
   return model;
 }
@@ -521,13 +557,13 @@ void ApplyFields(typename Codec::Holder& holder, const typename Codec::Model* pr
 /// Puts `wanted` into a stored block. False when what stands there is in the way of it.
 template <class Codec>
 bool ApplyToStored(typename Codec::Holder& holder, const std::string& stored,
-                   typename Codec::Model wanted) {
+                   const typename Codec::Model& wanted) {
   SetBlock(holder, stored);
-  const auto present = ReadFields<Codec>(holder);
-  Codec::ExtrasIn(wanted).stored.reset();
+  const auto present = ReadFields<Codec>(holder, Lacking::kIsDefault);
   if (present == wanted) return true;
+  if (!IsInOrder(stored)) return false;
   ApplyFields<Codec>(holder, &present, wanted);
-  return ReadFields<Codec>(holder) == wanted;
+  return ReadFields<Codec>(holder, Lacking::kIsDefault) == wanted;
 }
 
 /// Fills a row or header as it is when it is made.
@@ -549,8 +585,8 @@ void Init(Holder& holder) {
 
 /// All of it: where the fields would not give the block again, the block too.
 template <class Codec>
-typename Codec::Model Read(typename Codec::Holder& holder) {
-  auto model = ReadFields<Codec>(holder);
+typename Codec::Model Read(typename Codec::Holder& holder, Lacking lacking = Lacking::kIsDefault) {
+  auto model = ReadFields<Codec>(holder, lacking);
   typename Codec::Holder again;
   Init(again);
   ApplyFields<Codec>(again, nullptr, model);
@@ -560,17 +596,23 @@ typename Codec::Model Read(typename Codec::Holder& holder) {
 }
 
 template <class Row>
-Item ReadItem(Row& row, unsigned& level) {
-  LeveledItem read = Read<ItemCodec<Row>>(row);
+Item ReadItem(Row& row, unsigned& level, Lacking lacking) {
+  LeveledItem read = Read<ItemCodec<Row>>(row, lacking);
   level = read.level;
   return std::move(read.item);
 }
 
 }  // namespace
 
-Item ItemOf(COutlineRecord& row, unsigned& level) { return ReadItem(row, level); }
-Item ItemOf(CLinkedOutlRec& row, unsigned& level) { return ReadItem(row, level); }
-Category CategoryOf(CCategoryRecord& row) { return Read<CategoryCodec>(row); }
+Item ItemOf(COutlineRecord& row, unsigned& level, Lacking lacking) {
+  return ReadItem(row, level, lacking);
+}
+Item ItemOf(CLinkedOutlRec& row, unsigned& level, Lacking lacking) {
+  return ReadItem(row, level, lacking);
+}
+Category CategoryOf(CCategoryRecord& row, Lacking lacking) {
+  return Read<CategoryCodec>(row, lacking);
+}
 
 void FillRow(COutlineRecord& row, unsigned level, const Item& item) {
   Fill<ItemCodec<COutlineRecord>>(row, {item, level});

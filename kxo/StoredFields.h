@@ -9,9 +9,14 @@
 
 namespace kxo {
 
-Item ItemOf(kx_gen::COutlineRecord& row, unsigned& level);
-Item ItemOf(kx_gen::CLinkedOutlRec& row, unsigned& level);
-Category CategoryOf(kx_gen::CCategoryRecord& row);
+/// What becomes of fields that a row lacks.
+enum class Lacking {
+  kThrows,     ///< Message 16, as the library does.
+  kIsDefault,  ///< They have the value of a new row.
+};
+Item ItemOf(kx_gen::COutlineRecord& row, unsigned& level, Lacking lacking);
+Item ItemOf(kx_gen::CLinkedOutlRec& row, unsigned& level, Lacking lacking);
+Category CategoryOf(kx_gen::CCategoryRecord& row, Lacking lacking);
 
 // These fill rows as recordsets make them.
 void FillRow(kx_gen::COutlineRecord& row, unsigned level, const Item& item);
