@@ -21,7 +21,6 @@ using kx_gen::CLinkedOutlRec;
 using kx_gen::COutlineRecord;
 using kx_gen::CPrivateOutlineHeader;
 using kx_gen::CSharedHeader;
-using kx_gen::CTaggedDataHeader;
 using kx_gen::CTaggedDataManager;
 using salvage::Kind;
 
