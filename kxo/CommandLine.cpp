@@ -132,12 +132,18 @@ ChosenCommand ReadCommandLine(const std::vector<std::string>& arguments) {
   app.require_subcommand(1);
   app.set_version_flag("--version", VersionText(), "Print the versions of tool and documents");
   app.footer(kExitCodes);  // commands take it over
+  AddAdd(app, chosen);
+  AddCheck(app, chosen);
   AddExport(app, chosen);
   AddImport(app, chosen);
-  AddShow(app, chosen);
   AddInfo(app, chosen);
-  AddCheck(app, chosen);
+  AddMove(app, chosen);
+  AddNew(app, chosen);
   AddRecover(app, chosen);
+  AddRemove(app, chosen);
+  AddSet(app, chosen);
+  AddSetHeader(app, chosen);
+  AddShow(app, chosen);
   app.footer(std::string(kExitCodes) + kMore);
   try {
     app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));

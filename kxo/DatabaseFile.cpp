@@ -45,14 +45,22 @@ std::string PlaceOfOpening(const CException& e) {
   }
 }
 
-}  // namespace
-
 /// The outline database's own Open keeps the reason of a failure to itself; this one throws it.
-void OpenToRead(CDatabase& db, const std::string& name, const fs::path& file) {
+void OpenFor(CDatabase& db, const std::string& name, const fs::path& file, unsigned int mode) {
   WhileReading(name, PlaceOfOpening, [&] {
     const sys::LibraryName libraryName(file);
-    db.CDatabase::Open(libraryName.get(), CFile::modeRead | CFile::shareDenyWrite);
+    db.CDatabase::Open(libraryName.get(), mode);
   });
+}
+
+}  // namespace
+
+void OpenToRead(CDatabase& db, const std::string& name, const fs::path& file) {
+  OpenFor(db, name, file, CFile::modeRead | CFile::shareDenyWrite);
+}
+
+void OpenToEdit(CDatabase& db, const std::string& name, const fs::path& file) {
+  OpenFor(db, name, file, CFile::modeReadWrite | CFile::shareExclusive);
 }
 
 void ReadStoredHeader(CDatabase& db, const std::string& name, unsigned short id) {

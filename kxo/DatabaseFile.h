@@ -12,6 +12,9 @@ namespace kxo {
 
 /// Opens for reading, while others may read too; never writes. Reads the header table.
 void OpenToRead(kx_gen::CDatabase& db, const std::string& name, const std::filesystem::path& file);
+/// The same for an edit: until it is closed nobody else opens the file, so that no two edits lose
+/// one another's work.
+void OpenToEdit(kx_gen::CDatabase& db, const std::string& name, const std::filesystem::path& file);
 /// Reads a header as it stands in the file: without the fields that the library adds to those of
 /// older files. One that the file lacks stays as it is.
 void ReadStoredHeader(kx_gen::CDatabase& db, const std::string& name, unsigned short id);

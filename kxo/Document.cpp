@@ -30,6 +30,8 @@ Document::~Document() = default;
 
 void Document::OpenToRead(const fs::path& file) { kxo::OpenToRead(*this, name_, file); }
 
+void Document::OpenToEdit(const fs::path& file) { kxo::OpenToEdit(*this, name_, file); }
+
 void Document::ReadOneHeader(unsigned short id) {
   InHeader(id, [this, id] { return ReadHeader(id); });
 }
@@ -159,10 +161,13 @@ unsigned long Document::RowsEnd() {
   return last.GetPos() + format::kRowFrameSize + last.GetRecSize();
 }
 
+void CheckIsDocument(const std::string& name, const fs::path& file) {
+  if (fs::is_regular_file(file)) return;
+  throw FileFailure(kExitSystem, name, "this is not a regular file", "name a .kxo document");
+}
+
 std::unique_ptr<Document> OpenDocument(const std::string& name, const fs::path& file) {
-  if (!fs::is_regular_file(file)) {
-    throw FileFailure(kExitSystem, name, "this is not a regular file", "name a .kxo document");
-  }
+  CheckIsDocument(name, file);
   auto document = std::make_unique<Document>(name);
   document->OpenToRead(file);
   return document;

@@ -24,6 +24,9 @@ class Document : public kx_gen::COutlineDB {
 
   /// Opens for reading, while others may read too; never writes. Reads the header table.
   void OpenToRead(const std::filesystem::path& file);
+  /// The same for an edit: until it is closed nobody else opens the file, so that no two edits lose
+  /// one another's work.
+  void OpenToEdit(const std::filesystem::path& file);
 
   /// Reads the headers that the file has; the others keep their defaults.
   void ReadHeaders();
@@ -74,6 +77,8 @@ auto Document::InHeader(unsigned short id, Call call) -> decltype(call()) {
   return InHeaderOf(*this, name_, id, call);
 }
 
+/// Fails for what is no regular file.
+void CheckIsDocument(const std::string& name, const std::filesystem::path& file);
 /// Opens the document that the user named, for reading.
 std::unique_ptr<Document> OpenDocument(const std::string& name, const std::filesystem::path& file);
 

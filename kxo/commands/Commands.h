@@ -11,11 +11,17 @@ namespace kxo {
 
 using ChosenCommand = std::function<void(const Session&)>;
 
+void AddAdd(CLI::App& app, ChosenCommand& chosen);
+void AddCheck(CLI::App& app, ChosenCommand& chosen);
 void AddExport(CLI::App& app, ChosenCommand& chosen);
 void AddImport(CLI::App& app, ChosenCommand& chosen);
-void AddShow(CLI::App& app, ChosenCommand& chosen);
 void AddInfo(CLI::App& app, ChosenCommand& chosen);
-void AddCheck(CLI::App& app, ChosenCommand& chosen);
+void AddMove(CLI::App& app, ChosenCommand& chosen);
+void AddNew(CLI::App& app, ChosenCommand& chosen);
 void AddRecover(CLI::App& app, ChosenCommand& chosen);
+void AddRemove(CLI::App& app, ChosenCommand& chosen);
+void AddSet(CLI::App& app, ChosenCommand& chosen);
+void AddSetHeader(CLI::App& app, ChosenCommand& chosen);
+void AddShow(CLI::App& app, ChosenCommand& chosen);
 
 }  // namespace kxo

@@ -1,0 +1,163 @@
+#include "Editing.h"
+
+#include <charconv>
+#include <filesystem>
+
+#include "Failure.h"
+#include "Output.h"
+#include "RowChange.h"
+#include "Text.h"
+#include "commands/CodePageOption.h"
+
+namespace kxo {
+
+using kx_gen::COutlineRecord;
+
+namespace {
+
+constexpr const char* kIdPrefix = "id:";
+
+std::unique_ptr<Document> OpenFor(const EditOptions& options, const std::filesystem::path& path) {
+  if (options.dryRun) return OpenDocument(options.file, path);
+  CheckIsDocument(options.file, path);
+  auto document = std::make_unique<Document>(options.file);
+  document->OpenToEdit(path);
+  return document;
+}
+
+}  // namespace
+
+void AddEditOptions(CLI::App& command, EditOptions& options) {
+  command.add_option("FILE", options.file, "The document")->required();
+  command.add_flag("--dry-run", options.dryRun, "Tell what would be done, and write nothing");
+  AddCodePageOption(command);
+}
+
+void AddPlaceOptions(CLI::App& command, PlaceOptions& options) {
+  auto* under = command.add_option("--under", options.under, "As the last item below this one");
+  auto* before = command.add_option("--before", options.before, "Ahead of this item, beside it");
+  auto* after = command.add_option("--after", options.after, "Behind this item, beside it");
+  for (CLI::Option* option : {under, before, after}) option->type_name("ITEM");
+  under->excludes(before)->excludes(after);
+  before->excludes(after);
+}
+
+std::optional<uint32_t> NumberIn(const std::string& text) {
+  uint32_t number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, number);
+  if (error != std::errc() || stop != end) return std::nullopt;
+  return number;
+}
+
+void CheckHeadersFit(Document& document) {
+  try {
+    document.GetHeaderManager().CheckAllFit(document);
+  } catch (kx_gen::CException* e) {
+    if (e == nullptr || e->GetErrNumber() != kx_gen::kMsgHeaderTooBig - 1) throw;
+    e->Delete();
+    throw FileFailure(kExitSystem, document.GetName(),
+                      "the title or the category is longer than a document holds", "shorten it");
+  }
+}
+
+void SayDone(const std::string& name, const std::string& done, bool dryRun) {
+  Say(name + ": " + (dryRun ? "would have " + done + "; nothing is written" : done));
+}
+
+void SayNothingToChange(const std::string& name) { Say(name + ": nothing to change"); }
+
+Edit::Edit(const Session& session, const EditOptions& options)
+    : options_(options), path_(session.ExistingFile(options.file)) {
+  document_ = OpenFor(options_, path_);
+  document_->ReadHeaders();
+  document_->ReadOutline();
+}
+
+COutlineRecord& Edit::Row(size_t row) const {
+  return static_cast<COutlineRecord&>(*document_->getRecord(static_cast<unsigned long>(row)));
+}
+
+size_t Edit::Find(const std::string& item) const {
+  const std::string prefix = kIdPrefix;
+  if (item.compare(0, prefix.size(), prefix) == 0) return FindId(item.substr(prefix.size()));
+  return FindRow(item);
+}
+
+size_t Edit::FindRow(const std::string& number) const {
+  const std::optional<uint32_t> row = NumberIn(number);
+  if (!row) {
+    throw FileFailure(kExitSystem, GetName(), "\"" + number + "\" names no item",
+                      "give its row number, as kxo show --numbers prints it, or id:N");
+  }
+  if (*row >= 1 && *row <= RowCount()) return *row - 1;
+  throw FileFailure(kExitSystem, GetName(), "there is no item " + number,
+                    "the document has " + Counted(RowCount(), "item"));
+}
+
+/// Items that were never synchronised have the id 0, all of them.
+size_t Edit::FindId(const std::string& number) const {
+  const std::optional<uint32_t> id = NumberIn(number);
+  size_t found = RowCount();
+  size_t count = 0;
+  for (size_t row = 0; id && row < RowCount(); ++row) {
+    if (Row(row).GetId() != *id) continue;
+    found = row;
+    ++count;
+  }
+  if (count == 1) return found;
+  const std::string advice = "give a row number, as kxo show --numbers prints it";
+  throw FileFailure(kExitSystem, GetName(),
+                    count == 0 ? "no item has the id \"" + number + "\""
+                               : std::to_string(count) + " items have the id " + number,
+                    advice);
+}
+
+Edit::Rows Edit::SubtreeOf(size_t row) const {
+  const unsigned level = Row(row).GetIndent();
+  size_t end = row + 1;
+  while (end < RowCount() && Row(end).GetIndent() > level) ++end;
+  return {row, end};
+}
+
+Edit::Place Edit::PlaceFor(const PlaceOptions& options) const {
+  if (!options.before.empty()) {
+    const size_t row = Find(options.before);
+    return {row, Row(row).GetIndent()};
+  }
+  if (!options.after.empty()) {
+    const size_t row = Find(options.after);
+    return {SubtreeOf(row).second, Row(row).GetIndent()};
+  }
+  if (options.under.empty()) return {RowCount(), 0};
+  const size_t row = Find(options.under);
+  return {SubtreeOf(row).second, Row(row).GetIndent() + 1u};
+}
+
+unsigned char Edit::StoredLevel(unsigned level) const {
+  if (level <= Outline::kMaxLevel) return static_cast<unsigned char>(level);
+  throw FileFailure(kExitSystem, GetName(),
+                    "items cannot be deeper than level " + std::to_string(Outline::kMaxLevel),
+                    "choose a place further up");
+}
+
+void Edit::ChangeRow(size_t row, const std::function<void(COutlineRecord&)>& change) {
+  const Difference difference =
+      WhileWriting(GetName(), [&] { return kxo::ChangeRow(Row(row), change); });
+  if (difference != Difference::kNone) isChanged_ = true;
+  if (difference == Difference::kContent) MarkChanged();
+}
+
+void Edit::MarkChanged() {
+  isChanged_ = true;
+  WhileWriting(GetName(), [&] { document_->SetOutlineChanged(true); });
+}
+
+void Edit::Finish(const std::string& done) {
+  if (!isChanged_) return SayNothingToChange(GetName());
+  CheckHeadersFit(*document_);
+  if (!options_.dryRun) document_->Save(path_, true);
+  SayDone(GetName(), done, options_.dryRun);
+}
+
+}  // namespace kxo
