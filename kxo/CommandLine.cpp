@@ -20,6 +20,8 @@ constexpr const char* kDescription =
     "Examples:\n"
     "  kxo import notes.opml        make notes.kxo of what another outliner wrote\n"
     "  kxo show notes.kxo --notes   print it as a tree\n"
+    "  kxo list ~/outlines          tell of every document below a folder\n"
+    "  kxo search owl ~/outlines    find a word in their texts and notes\n"
     "  kxo check *.kxo              tell everything that is wrong with documents\n"
     "  kxo recover bad.kxo -o good.kxo\n";
 
@@ -137,10 +139,12 @@ ChosenCommand ReadCommandLine(const std::vector<std::string>& arguments) {
   AddExport(app, chosen);
   AddImport(app, chosen);
   AddInfo(app, chosen);
+  AddList(app, chosen);
   AddMove(app, chosen);
   AddNew(app, chosen);
   AddRecover(app, chosen);
   AddRemove(app, chosen);
+  AddSearch(app, chosen);
   AddSet(app, chosen);
   AddSetHeader(app, chosen);
   AddShow(app, chosen);

@@ -198,6 +198,16 @@ std::string LowerCase(std::string_view text) {
   return lower;
 }
 
+std::vector<std::string_view> LinesIn(std::string_view text) {
+  std::vector<std::string_view> lines;
+  for (size_t start = 0; start < text.size();) {
+    const size_t end = std::min(text.find_first_of("\r\n", start), text.size());
+    lines.push_back(text.substr(start, end - start));
+    start = end + (text.compare(end, 2, "\r\n") == 0 ? 2 : 1);
+  }
+  return lines;
+}
+
 std::string MostLike(std::string_view word, const std::vector<std::string>& known) {
   constexpr size_t kLongest = 40;  // nobody mistypes more
   if (word.size() > kLongest) return "";

@@ -33,6 +33,9 @@ std::string OnOneLine(std::string_view utf8);
 std::string Trimmed(std::string_view text);  ///< Without blanks, tabs and line breaks at its ends.
 std::string LowerCase(std::string_view text);  ///< ASCII letters only.
 
+/// The lines of a text, ended as on Windows, Unix or the old Macintosh. An end is no further line.
+std::vector<std::string_view> LinesIn(std::string_view text);
+
 /// The one of these words that somebody who mistyped `word` most likely meant; empty when none is
 /// near.
 std::string MostLike(std::string_view word, const std::vector<std::string>& known);

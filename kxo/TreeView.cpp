@@ -100,19 +100,14 @@ void TreePrinter::PrintItem(size_t index) {
   if (options_.notes && node.item.note) PrintNote(index);
 }
 
-/// A line of a note for each line of output. Windows' line ends, Unix' and the old Macintosh's
-/// count.
+/// A line of a note for each line of output.
 void TreePrinter::PrintNote(size_t index) {
-  const std::string& note = *outline_.GetNodes()[index].item.note;
   const std::string below = ChildrenFollow(index) ? "│  " : "   ";
   const std::vector<Piece> front = {{std::string(WidthOfAll(Columns(index)), ' '), ""},
                                     {guides_.back() + (screen_.isTerminal ? below : ""), kFaint}};
-  size_t start = 0;
-  while (start < note.size()) {
-    const size_t end = std::min(note.find_first_of("\r\n", start), note.size());
+  for (const std::string_view line : LinesIn(*outline_.GetNodes()[index].item.note)) {
     PrintTexts(Joined(front, {{": ", kFaint}}), Joined(front, {{"  ", ""}}),
-               ShownText(note.substr(start, end - start)), kFaint);
-    start = end + (note.compare(end, 2, "\r\n") == 0 ? 2 : 1);
+               ShownText(std::string(line)), kFaint);
   }
 }
 

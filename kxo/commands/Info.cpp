@@ -71,7 +71,7 @@ std::string KeyOf(const std::string& name) {
 /// an object.
 class Listing {
  public:
-  Listing() = default;
+  Listing() : json_(Json::object()) {}
   Listing(const Listing&) = delete;
   Listing& operator=(const Listing&) = delete;
   ~Listing() = default;

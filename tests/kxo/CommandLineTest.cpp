@@ -24,7 +24,7 @@ TEST_F(CommandLine, HelpTellsCommandsExamplesAndExitCodes) {
 }
 
 TEST_F(CommandLine, EveryCommandHasHelpThatLeadsWithExamples) {
-  for (const char* command : {"import", "show", "info", "check", "recover"}) {
+  for (const char* command : {"import", "list", "search", "show", "info", "check", "recover"}) {
     const ProgramRun run = Kxo({command, "--help"});
     EXPECT_EQ(run.exitCode, 0);
     EXPECT_THAT(run.out, HasSubstr(std::string("  kxo ") + command + " "));
@@ -85,7 +85,7 @@ TEST_F(CommandLine, ReadingCommandsTakeTheCodePageOfADevice) {
   EXPECT_EQ(Kxo({"show", "a.kxo"}).out, "Untitled\n- Ïðè\n");
   EXPECT_EQ(Kxo({"show", "a.kxo", "--codepage", "1251"}).out, "Untitled\n- При\n");
   for (const char* page : {"54321", "0", "x", "1251x", "-1251", "99999999999999999999"}) {
-    for (const char* command : {"show", "info", "check", "recover"}) {
+    for (const char* command : {"show", "info", "list", "check", "recover"}) {
       const ProgramRun run = Kxo({command, "a.kxo", std::string("--codepage=") + page});
       EXPECT_EQ(run.exitCode, 2);
       EXPECT_THAT(run.err,

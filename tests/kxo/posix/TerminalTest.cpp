@@ -10,6 +10,7 @@ namespace {
 
 using ::testing::HasSubstr;
 using ::testing::Not;
+using ::testing::StartsWith;
 
 class Terminal : public ToolTest {
  protected:
@@ -99,6 +100,22 @@ TEST_F(Terminal, WideCharactersFillTwoColumnsAndCombiningOnesNone) {
             "├─ e\u0301e\u0301e\u0301e\u0301e\u0301e\u0301e\u0301e\u0301e\u0301e\u0301"
             "e\u0301e\u0301e\u0301e\u0301e\u0301e\u0301e\u0301e\u0301e\u0301e\u0301\n│  end\n"
             "└─ \U0001F469\u200D\U0001F680 \u2764\uFE0F and some more\n   words\n");
+}
+
+TEST_F(Terminal, ListsAlignWideCharacters) {
+  const auto write = [this](const char* name, const wchar_t* title, const wchar_t* category) {
+    WriteDocument(name, [&](kx_gen::COutlineDB& db) {
+      db.SetOutlineTitle(title);
+      db.SetCategoryName(category);
+    });
+  };
+  write("a.kxo", L"鳥と道", L"Büro");
+  write("b.kxo", L"Birds \U0001F426", L"e\u0301");
+  const std::vector<std::string> lines = LinesOf(KxoOnTerminal({"list", "a.kxo", "b.kxo"}).out);
+  ASSERT_EQ(lines.size(), 3u);
+  EXPECT_EQ(lines[0], "TITLE     CATEGORY  ITEMS  CHANGED               SIZE  FILE");
+  EXPECT_THAT(lines[1], StartsWith("鳥と道    Büro          0  20"));
+  EXPECT_THAT(lines[2], StartsWith("Birds \U0001F426  e\u0301             0  20"));
 }
 
 TEST_F(Terminal, OneTooNarrowForTheTreeBreaksLinesItself) {
