@@ -8,7 +8,27 @@ namespace {
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-using CommandLine = ToolTest;
+class CommandLine : public ToolTest {
+ protected:
+  /// The words of all commands below this one, as the help lists them.
+  std::vector<std::vector<std::string>> AllCommands(std::vector<std::string> words) const {
+    std::vector<std::string> line = words;
+    line.emplace_back("--help");
+    std::vector<std::vector<std::string>> commands;
+    bool isInList = false;
+    for (const std::string& text : LinesOf(Kxo(line).out)) {
+      const bool isEntry = text.substr(0, 2) == "  ";
+      if (!isEntry) isInList = text == "Commands:";
+      if (!isEntry || !isInList || text[2] == ' ') continue;
+      words.push_back(text.substr(2, text.find(' ', 2) - 2));
+      commands.push_back(words);
+      const auto below = AllCommands(words);
+      commands.insert(commands.end(), below.begin(), below.end());
+      words.pop_back();
+    }
+    return commands;
+  }
+};
 
 TEST_F(CommandLine, HelpTellsCommandsExamplesAndExitCodes) {
   const ProgramRun run = Kxo({"--help"});
@@ -24,10 +44,17 @@ TEST_F(CommandLine, HelpTellsCommandsExamplesAndExitCodes) {
 }
 
 TEST_F(CommandLine, EveryCommandHasHelpThatLeadsWithExamples) {
-  for (const char* command : {"import", "list", "search", "show", "info", "check", "recover"}) {
-    const ProgramRun run = Kxo({command, "--help"});
+  const std::vector<std::vector<std::string>> commands = AllCommands({});
+  EXPECT_GT(commands.size(), 12u);
+  for (std::vector<std::string> words : commands) {
+    std::string command = "kxo";
+    for (const std::string& word : words) command += " " + word;
+    SCOPED_TRACE(command);
+    words.emplace_back("--help");
+    const ProgramRun run = Kxo(words);
     EXPECT_EQ(run.exitCode, 0);
-    EXPECT_THAT(run.out, HasSubstr(std::string("  kxo ") + command + " "));
+    EXPECT_EQ(run.err, "");
+    EXPECT_THAT(run.out, HasSubstr("\n  " + command + " "));
     EXPECT_LT(run.out.find("Example"), run.out.find("Usage:"));
     EXPECT_THAT(run.out, HasSubstr("Exit codes:"));
   }

@@ -216,6 +216,8 @@ TEST_F(Show, NothingIsWrittenToTheDocument) {
   const std::string before = UserFile("a.kxo");
   EXPECT_EQ(Kxo({"show", "a.kxo"}).exitCode, 0);
   EXPECT_EQ(Kxo({"info", "a.kxo"}).exitCode, 0);
+  EXPECT_EQ(Kxo({"list", "a.kxo"}).exitCode, 0);
+  EXPECT_EQ(Kxo({"search", "Before", "."}).exitCode, 0);
   EXPECT_EQ(UserFile("a.kxo"), before);
   EXPECT_EQ(fs::last_write_time(User("a.kxo")), hourAgo);
 }

@@ -114,6 +114,9 @@ void ToolTest::RunAll() const {
   EXPECT_EQ(Import(Opml("<outline text=\"1\"/>")).exitCode, 0);
   EXPECT_EQ(Kxo({"show", "in.kxo"}).exitCode, 0);
   EXPECT_EQ(Kxo({"info", "in.kxo"}).exitCode, 0);
+  EXPECT_EQ(Kxo({"list", "."}).exitCode, 5);
+  EXPECT_EQ(Kxo({"search", "1", "in.kxo"}).exitCode, 0);
+  EXPECT_EQ(Kxo({"search", "2", "in.kxo"}).exitCode, 1);
   EXPECT_EQ(Kxo({"show", "bad.kxo"}).exitCode, 3);
   EXPECT_EQ(Kxo({"show", "none.kxo"}).exitCode, 2);
   EXPECT_EQ(UserFiles(), (std::vector<std::string>{"bad.kxo", "in.kxo", "in.opml"}));
