@@ -18,5 +18,5 @@ foreach(suite IN LISTS suites)
   string(APPEND test " ${amount} tests")
   add_test("${test}" ${command} "--gtest_filter=${title}*")
   set_tests_properties("${test}" PROPERTIES
-    TIMEOUT 600 COST ${amount} FAIL_REGULAR_EXPRESSION "SKIPPED;DISABLED TEST")
+    TIMEOUT 1200 COST ${amount} FAIL_REGULAR_EXPRESSION "SKIPPED;DISABLED TEST")
 endforeach()

@@ -27,6 +27,12 @@ if(KX_SANITIZE)
   target_compile_options(kx_options INTERFACE
     -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(kx_options INTERFACE -fsanitize=address,undefined)
+  if(CMAKE_C_COMPILER_ID STREQUAL "Clang")
+    # Its check of called functions exports their types. Programs in C load the library, which is not.
+    target_compile_options(kx_options INTERFACE -fno-sanitize=function)
+    target_link_options(kx_options INTERFACE $<$<LINK_LANGUAGE:C>:-fsanitize-link-c++-runtime>)
+    target_link_libraries(kx_options INTERFACE $<$<LINK_LANGUAGE:C>:stdc++>)
+  endif()
 endif()
 if(KX_FUZZ)
   target_compile_options(kx_options INTERFACE

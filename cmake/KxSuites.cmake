@@ -1,5 +1,6 @@
-# Starting a program costs a second where another system is imitated, so a test program runs there
-# once for each of its suites instead of once for each of its tests.
+# Starting a program takes longer than most tests where another system or processor is imitated, or a
+# sanitizer sets up its memory, so a test program runs there once for each of its suites instead of
+# once for each of its tests.
 
 set(KX_SUITES_FOLDER ${CMAKE_CURRENT_LIST_DIR})
 
