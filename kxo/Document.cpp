@@ -131,19 +131,26 @@ void Document::TakeWhole(const Outline& outline) {
   TakeItems(outline);
 }
 
-bool Document::TitleFits(const std::wstring& title) {
+bool Document::TitleFits() {
+  const size_t size = Private().getTaggedDataManager().size() + format::kSlotLengthSize;
+  const HeaderTable table = TableOf(GetHeaderManager(), salvage::Kind::kOutline);
+  return std::any_of(table.slots.begin(), table.slots.end(), [size](const HeaderSlot& slot) {
+    return slot.id == format::kPrivateOutlineHeaderId && slot.sizeBytes >= size;
+  });
+}
+
+bool Document::TakesTitle(const std::wstring& title) {
   Private().SetOutlineTitle(title.c_str());
-  return Private().getTaggedDataManager().size() + format::kSlotLengthSize <=
-         format::kPrivateOutlineHeaderSize;
+  return TitleFits();
 }
 
 void Document::TakeTitle(const std::string& title) {
   WhileWriting(name_, [&] {
     std::wstring kept = ToWide(title);
-    if (TitleFits(kept)) return;
+    if (TakesTitle(kept)) return;
     // A character takes a byte at least.
     kept.resize(std::min<size_t>(kept.size(), format::kPrivateOutlineHeaderSize));
-    while (!TitleFits(kept)) DropLastCharacter(kept);
+    while (!kept.empty() && !TakesTitle(kept)) DropLastCharacter(kept);
   });
 }
 

@@ -45,6 +45,7 @@ class Document : public kx_gen::COutlineDB {
   /// Makes this, which must be as constructed, a new document with all of the outline. The title is
   /// taken as it is: saving throws a Failure when it does not fit its header.
   void TakeWhole(const Outline& outline);
+  bool TitleFits();  ///< The header of the title fits its slot.
   /// Takes as much of the title as its header holds.
   void TakeTitle(const std::string& title);
   /// Saves everything as this file, so that it is the old or the new document whatever happens
@@ -67,7 +68,7 @@ class Document : public kx_gen::COutlineDB {
   void ReadOneHeader(unsigned short id);
   void ReadAllRows();
   void AddItems(Outline& outline, Lacking lacking);
-  bool TitleFits(const std::wstring& title);
+  bool TakesTitle(const std::wstring& title);
 
   std::string name_;
 };

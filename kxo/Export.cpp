@@ -15,12 +15,21 @@ ExportTarget::ExportTarget(std::string name, std::filesystem::path path, bool ma
 Exported ExportTarget::Write(const Format& format, const Outline& outline) const {
   Exported exported = format.write(outline, {NameOf(path_.stem())});
   for (const PictureFile& picture : exported.pictures) {
-    const std::filesystem::path name = PathOf(picture.name);
-    WriteFile(NameOf(PathOf(name_).replace_filename(name)), path_.parent_path() / name, picture.png,
-              mayReplace_);
+    CheckPlace(NameBeside(picture), PlaceBeside(picture), mayReplace_);
+  }
+  for (const PictureFile& picture : exported.pictures) {
+    WriteFile(NameBeside(picture), PlaceBeside(picture), picture.png, mayReplace_);
   }
   WriteFile(name_, path_, exported.bytes, mayReplace_);
   return exported;
+}
+
+std::string ExportTarget::NameBeside(const PictureFile& picture) const {
+  return NameOf(PathOf(name_).replace_filename(PathOf(picture.name)));
+}
+
+std::filesystem::path ExportTarget::PlaceBeside(const PictureFile& picture) const {
+  return path_.parent_path() / PathOf(picture.name);
 }
 
 }  // namespace kxo

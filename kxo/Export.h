@@ -18,6 +18,9 @@ class ExportTarget {
   Exported Write(const Format& format, const Outline& outline) const;
 
  private:
+  std::string NameBeside(const PictureFile& picture) const;
+  std::filesystem::path PlaceBeside(const PictureFile& picture) const;
+
   std::string name_;
   std::filesystem::path path_;
   bool mayReplace_;

@@ -66,11 +66,11 @@ void RunExport(const Session& session, const ExportOptions& options) {
   const fs::path in = session.ExistingFile(options.file);
   const Format& format = ChosenFormat(options);
   if (options.out == kStandardStream) {
-    const Outline outline = OpenDocument(options.file, in)->ReadOutline();
+    const Outline outline = OpenDocument(options.file, in)->ReadWhole();
     return WriteToStandardOutput(options.file, format.write(outline, {}));
   }
   const ExportTarget target(options.out, session.PlaceForFile(options.out), options.force);
-  const Outline outline = OpenDocument(options.file, in)->ReadOutline();
+  const Outline outline = OpenDocument(options.file, in)->ReadWhole();
   const Exported exported = target.Write(format, outline);
   SayAll(options.file, exported.told);
   Say(options.out + ": written, " + Counted(outline.GetNodes().size(), "item"));

@@ -1,5 +1,7 @@
 #include <CLI/App.hpp>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <system_error>
@@ -83,17 +85,23 @@ void Target::CheckReplaceable() const {
   });
 }
 
-void FillDocument(Document& document, const Outline& outline) {
+/// Formats other than our own need not tell a title; a document gets the library's then.
+std::string DefaultTitle() {
+  Document document("");
   document.InitNewDatabase();
-  // A document always has a title; one without a name gets the library's own.
-  if (!outline.title.empty()) document.TakeTitle(outline.title);
-  document.TakeItems(outline);
+  return document.GetTitle();
+}
+
+/// As much of the title as its header holds is taken.
+void FillDocument(Document& document, const Outline& outline) {
+  document.TakeWhole(outline);
+  if (!document.TitleFits()) document.TakeTitle(outline.title);
 }
 
 /// The document holds what was to be written: only then is it worth the target's place.
 void CheckHeld(Document& document, Outline outline) {
   outline.title = document.GetTitle();
-  if (document.GetOutline() == outline) return;
+  if (document.GetWhole() == outline) return;
   throw FileFailure(kExitDamaged, document.GetName(), "a document cannot hold this as it is");
 }
 
@@ -108,11 +116,27 @@ fs::path InputPlace(const Session& session, const std::string& name) {
   return name == kStandardStream ? fs::path() : session.ExistingFile(name);
 }
 
-ImportSource SourceOf(const Session& session, const ImportOptions& options) {
+/// Only of that folder: a file may come from anywhere, and name anything.
+std::string PictureIn(const fs::path& folder, const std::string& picture) {
+  const fs::path name = PathOf(picture);
+  std::error_code error;
+  const bool isPlain = name.has_filename() && name == name.filename() &&
+                       picture.find_first_of("\\:") == std::string::npos;
+  if (!isPlain || !fs::is_regular_file(folder / name, error)) return "";
+  std::ifstream in(folder / name, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+ImportSource SourceOf(const Session& session, const ImportOptions& options, const fs::path& place) {
   const std::vector<unsigned char> bytes = ReadInput(session, options.in);
   ImportSource source;
   source.name = InputName(options.in);
   source.bytes.assign(bytes.begin(), bytes.end());
+  if (!place.empty()) {
+    source.picture = [folder = place.parent_path()](const std::string& picture) {
+      return PictureIn(folder, picture);
+    };
+  }
   return source;
 }
 
@@ -125,8 +149,9 @@ void RunImport(const Session& session, const ImportOptions& options) {
   const Target target(outName, out, options.force);
 
   ImportNotes notes;
-  const ImportSource source = SourceOf(session, options);
-  const Outline outline = format.read(source, notes);
+  const ImportSource source = SourceOf(session, options, in);
+  Outline outline = format.read(source, notes);
+  if (outline.title.empty() && !format.isExact) outline.title = DefaultTitle();
   for (const std::string& line : notes.Lines()) Say(source.name + ": " + line);
 
   Document document(target.GetName());

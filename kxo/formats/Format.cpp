@@ -13,7 +13,7 @@ namespace kxo {
 const std::vector<Format>& Formats() {
   static const std::vector<Format> formats = {
       {"markdown", {".md", ".markdown"}, WriteMarkdown, ReadMarkdown},
-      {"opml", {".opml", ".xml"}, nullptr, ReadOpmlSource},
+      {"opml", {".opml", ".xml"}, WriteOpml, ReadOpml},
       {"text", {".txt", ".text"}, WritePlainText, ReadPlainText},
   };
   return formats;

@@ -44,6 +44,8 @@ struct Format {
   Exported (*write)(const Outline& outline, const ExportPlace& place);
   /// Null where there is no way back. Throws a Failure that names the file and the place.
   Outline (*read)(const ImportSource& source, ImportNotes& notes);
+  /// Carries everything as it is: what it lacks is not to be made up.
+  bool isExact = false;
 };
 
 const std::vector<Format>& Formats();

@@ -9,9 +9,13 @@
 #include <vector>
 
 #include "Failure.h"
+#include "StoredFields.h"
 #include "Text.h"
 #include "formats/ExpansionState.h"
+#include "formats/OpmlFields.h"
 #include "formats/XmlText.h"
+#include "pictures/Png.h"
+#include "pictures/StoredDrawing.h"
 
 namespace kxo {
 namespace {
@@ -52,8 +56,8 @@ std::string ContentsOf(const pugi::xml_node& element) {
 
 class OpmlReader {
  public:
-  OpmlReader(const std::string& name, std::string text, ImportNotes& notes)
-      : name_(name), text_(std::move(text)), notes_(notes) {}
+  OpmlReader(const ImportSource& source, std::string text, ImportNotes& notes)
+      : source_(source), name_(source.name), text_(std::move(text)), notes_(notes) {}
   Outline Read();
 
  private:
@@ -61,8 +65,14 @@ class OpmlReader {
   pugi::xml_node FindRoot();
   void ReadHead(const pugi::xml_node& head);
   void ReadHeadlines(const pugi::xml_node& parent, unsigned level);
-  void ReadHeadline(const pugi::xml_node& headline, unsigned level);
+  unsigned ReadHeadline(const pugi::xml_node& headline, unsigned level, unsigned most);
+  unsigned LevelOf(const pugi::xml_node& headline, unsigned least, unsigned most) const;
   Item ItemOf(const pugi::xml_node& headline);
+  void TakeOwnFields(const pugi::xml_node& headline, Item& item);
+  std::optional<Drawing> DrawingIn(const std::string& pictureName);
+  bool IsOwn(std::string_view attribute) const;
+  pugi::xml_attribute OwnAttribute(const pugi::xml_node& element, const char* name) const;
+  void CountRefused(const std::vector<std::string>& names);
   bool ReadCheckMark(const pugi::xml_node& headline);
   void CheckAttributeNames(const pugi::xml_node& headline);
   void CountAttributes(const pugi::xml_node& element, std::string_view carried = "");
@@ -71,17 +81,21 @@ class OpmlReader {
   [[noreturn]] void FailAsNoOpml(const pugi::xml_node& node, const std::string& why) const;
   [[noreturn]] void FailAt(const TextPlace& place, const std::string& wrong) const;
 
+  const ImportSource& source_;
   const std::string& name_;
   std::string text_;
   ImportNotes& notes_;
   pugi::xml_document document_;
   Outline outline_;
   std::optional<std::string> expansionState_;
+  std::string prefix_;  // of our own attributes; empty where the file has none
+  std::vector<std::pair<size_t, bool>> foldings_;  // of items where expansionState cannot tell
 };
 
 Outline OpmlReader::Read() {
   Parse();
   const pugi::xml_node root = FindRoot();
+  prefix_ = opml::PrefixAt(root);
   CountAttributes(root, "version");
   bool hasHead = false;
   bool hasBody = false;
@@ -99,6 +113,7 @@ Outline OpmlReader::Read() {
   }
   if (!hasBody) FailAsNoOpml(root, "it has no <body>");
   if (expansionState_) ApplyExpansionState(*expansionState_, outline_, notes_);
+  for (const auto& [index, expanded] : foldings_) outline_.GetItem(index).expanded = expanded;
   return std::move(outline_);
 }
 
@@ -131,6 +146,11 @@ pugi::xml_node OpmlReader::FindRoot() {
 void OpmlReader::ReadHead(const pugi::xml_node& head) {
   bool hasTitle = false;
   CountAttributes(head);
+  if (!prefix_.empty()) {
+    std::vector<std::string> refused;
+    opml::ReadFields(outline_, head, prefix_, refused);
+    CountRefused(refused);
+  }
   for (const pugi::xml_node& child : head) {
     if (!hasTitle && child.name() == "title"sv) {
       hasTitle = true;
@@ -145,19 +165,24 @@ void OpmlReader::ReadHead(const pugi::xml_node& head) {
       notes_.CountText();
     }
   }
+  if (const pugi::xml_attribute title = OwnAttribute(head, opml::kTitle)) {
+    outline_.title = title.value();
+  }
 }
 
 void OpmlReader::ReadHeadlines(const pugi::xml_node& parent, unsigned level) {
+  unsigned most = Outline::kMaxLevel;
   for (const pugi::xml_node& child : parent) {
     if (child.name() == "outline"sv) {
-      ReadHeadline(child, level);
+      most = ReadHeadline(child, level, most);
     } else {
       CountOther(child);
     }
   }
 }
 
-void OpmlReader::ReadHeadline(const pugi::xml_node& headline, unsigned level) {
+/// The level that it has; `most` is that of the sibling before it.
+unsigned OpmlReader::ReadHeadline(const pugi::xml_node& headline, unsigned level, unsigned most) {
   if (level > Outline::kMaxLevel) {
     throw FileFailure(kExitDamaged, name_,
                       "too deep at " + Named(PlaceOf(headline)) + ": a headline of level " +
@@ -166,8 +191,20 @@ void OpmlReader::ReadHeadline(const pugi::xml_node& headline, unsigned level) {
                       "move the deepest headlines up and import again");
   }
   CheckAttributeNames(headline);
-  outline_.Add(level, ItemOf(headline));
-  ReadHeadlines(headline, level + 1);
+  const unsigned stored = LevelOf(headline, level, most);
+  const size_t index = outline_.Add(stored, ItemOf(headline));
+  if (const pugi::xml_attribute expanded = OwnAttribute(headline, opml::kExpanded)) {
+    foldings_.emplace_back(index, expanded.as_bool());
+  }
+  ReadHeadlines(headline, stored + 1);
+  return stored;
+}
+
+/// Our attribute tells the level of an item that skips some. It must not change whose child the
+/// item is: nobody keeps others from moving headlines about.
+unsigned OpmlReader::LevelOf(const pugi::xml_node& headline, unsigned least, unsigned most) const {
+  const unsigned level = OwnAttribute(headline, opml::kLevel).as_uint(least);
+  return std::clamp(level, least, most);
 }
 
 Item OpmlReader::ItemOf(const pugi::xml_node& headline) {
@@ -181,11 +218,49 @@ Item OpmlReader::ItemOf(const pugi::xml_node& headline) {
   for (const pugi::xml_attribute& attribute : headline.attributes()) {
     const std::string_view attributeName = attribute.name();
     if (attributeName != textName && attributeName != "_note"sv &&
-        !Contains(kCheckAttributes, attributeName) && !IsNamespace(attributeName)) {
+        !Contains(kCheckAttributes, attributeName) && !IsNamespace(attributeName) &&
+        !IsOwn(attributeName)) {
       notes_.CountAttribute(attribute.name());
     }
   }
+  if (!prefix_.empty()) TakeOwnFields(headline, item);
   return item;
+}
+
+void OpmlReader::TakeOwnFields(const pugi::xml_node& headline, Item& item) {
+  std::vector<std::string> refused;
+  opml::ReadFields(item, headline, prefix_, refused);
+  CountRefused(refused);
+  const pugi::xml_attribute picture = OwnAttribute(headline, opml::kDrawing);
+  if (picture) item.drawing = DrawingIn(picture.value());
+}
+
+std::optional<Drawing> OpmlReader::DrawingIn(const std::string& pictureName) {
+  const std::string png = source_.picture ? source_.picture(pictureName) : "";
+  const auto* bytes = reinterpret_cast<const unsigned char*>(png.data());
+  const OwnedHandle dib(png.empty() ? nullptr : DecodePng(bytes, png.size()));
+  const std::vector<unsigned char> block =
+      dib ? BlockOfDib(dib.get()) : std::vector<unsigned char>();
+  if (block.empty()) {
+    notes_.Say("not carried: the drawing " + pictureName + ", which cannot be read");
+    return std::nullopt;
+  }
+  return DrawingOf(std::string(block.begin(), block.end()));
+}
+
+bool OpmlReader::IsOwn(std::string_view attribute) const {
+  return !prefix_.empty() && attribute.substr(0, prefix_.size()) == prefix_ &&
+         attribute.substr(prefix_.size(), 1) == ":"sv;
+}
+
+pugi::xml_attribute OpmlReader::OwnAttribute(const pugi::xml_node& element,
+                                             const char* name) const {
+  if (prefix_.empty()) return {};
+  return element.attribute(opml::NameWith(prefix_, name).c_str());
+}
+
+void OpmlReader::CountRefused(const std::vector<std::string>& names) {
+  for (const std::string& attribute : names) notes_.CountAttribute(attribute);
 }
 
 /// One attribute that says so makes an item checked. A value that is neither true nor false, and
@@ -220,7 +295,7 @@ void OpmlReader::CheckAttributeNames(const pugi::xml_node& headline) {
 
 void OpmlReader::CountAttributes(const pugi::xml_node& element, std::string_view carried) {
   for (const pugi::xml_attribute& attribute : element.attributes()) {
-    if (attribute.name() != carried && !IsNamespace(attribute.name())) {
+    if (attribute.name() != carried && !IsNamespace(attribute.name()) && !IsOwn(attribute.name())) {
       notes_.CountAttribute(std::string(element.name()) + " " + attribute.name());
     }
   }
@@ -252,13 +327,8 @@ void OpmlReader::FailAt(const TextPlace& place, const std::string& wrong) const 
 
 }  // namespace
 
-Outline ReadOpml(const std::string& name, const std::string& bytes, ImportNotes& notes) {
-  OpmlReader reader(name, XmlToUtf8(name, bytes, notes), notes);
-  return reader.Read();
-}
-
-Outline ReadOpmlSource(const ImportSource& source, ImportNotes& notes) {
-  return ReadOpml(source.name, source.bytes, notes);
+Outline ReadOpml(const ImportSource& source, ImportNotes& notes) {
+  return OpmlReader(source, XmlToUtf8(source.name, source.bytes, notes), notes).Read();
 }
 
 }  // namespace kxo

@@ -9,11 +9,15 @@
 
 namespace kxo {
 
-/// The outline in the bytes of an OPML file: the head's title and expansionState; of each headline
-/// its place, `text`, `_note` and check mark (`_status`, `_complete`, `complete`, `checked`). All
-/// else is counted in `notes`. The items are marked new, as items are that no other device has
-/// seen. Throws a Failure that names the file and the place.
-Outline ReadOpml(const std::string& name, const std::string& bytes, ImportNotes& notes);
-Outline ReadOpmlSource(const ImportSource& source, ImportNotes& notes);
+/// OPML 2.0: the head's title and expansionState; of each item its place, `text`, `_note` and
+/// `_status`. Drawings become PNG files beside it; all else stands in attributes of our own
+/// namespace (OpmlFields.h).
+Exported WriteOpml(const Outline& outline, const ExportPlace& place);
+
+/// The outline in the bytes of an OPML file: what is written, and for check marks `_complete`,
+/// `complete` and `checked` too. All else is counted in `notes`. The items are marked new, as items
+/// are that no other device has seen, unless our attributes tell more. Throws a Failure that names
+/// the file and the place.
+Outline ReadOpml(const ImportSource& source, ImportNotes& notes);
 
 }  // namespace kxo

@@ -26,8 +26,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const kx_fuzz::Budget budget(size);
   kxo::ImportNotes notes;
   try {
-    const std::string bytes(data, data + size);
-    saveAndCompare(kxo::ReadOpml("input", bytes, notes));
+    const kxo::ImportSource source = {"input", std::string(data, data + size), nullptr};
+    saveAndCompare(kxo::ReadOpml(source, notes));
     notes.Lines();
   } catch (const kxo::Failure&) {
     // Told to the user; nothing was imported.

@@ -225,6 +225,7 @@ TEST_P(EveryFormat, TheDeepestLevelIsCarried) {
 
 INSTANTIATE_TEST_SUITE_P(Formats, EveryFormat,
                          ::testing::Values(FormatCase{"markdown", "md", true},
+                                           FormatCase{"opml", "opml", true},
                                            FormatCase{"text", "txt", true}),
                          ::testing::PrintToStringParamName());
 
