@@ -136,6 +136,7 @@ ChosenCommand ReadCommandLine(const std::vector<std::string>& arguments) {
   app.footer(kExitCodes);  // commands take it over
   AddAdd(app, chosen);
   AddCheck(app, chosen);
+  AddConvert(app, chosen);
   AddExport(app, chosen);
   AddImport(app, chosen);
   AddInfo(app, chosen);

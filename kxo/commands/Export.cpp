@@ -2,15 +2,14 @@
 
 #include <CLI/App.hpp>
 #include <algorithm>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "Document.h"
 #include "Export.h"
 #include "Failure.h"
+#include "InputDocument.h"
 #include "InputFile.h"
 #include "Output.h"
 #include "OutputFile.h"
@@ -21,8 +20,6 @@
 
 namespace kxo {
 namespace {
-
-namespace fs = std::filesystem;
 
 struct ExportOptions {
   std::string file;
@@ -63,16 +60,15 @@ void WriteToStandardOutput(const std::string& name, const Exported& exported) {
 }
 
 void RunExport(const Session& session, const ExportOptions& options) {
-  const fs::path in = session.ExistingFile(options.file);
   const Format& format = ChosenFormat(options);
+  const InputPlace in(session, options.file);
   if (options.out == kStandardStream) {
-    const Outline outline = OpenDocument(options.file, in)->ReadWhole();
-    return WriteToStandardOutput(options.file, format.write(outline, {}));
+    return WriteToStandardOutput(in.GetName(), format.write(in.Open()->ReadWhole(), {}));
   }
   const ExportTarget target(options.out, session.PlaceForFile(options.out), options.force);
-  const Outline outline = OpenDocument(options.file, in)->ReadWhole();
+  const Outline outline = in.Open()->ReadWhole();
   const Exported exported = target.Write(format, outline);
-  SayAll(options.file, exported.told);
+  SayAll(in.GetName(), exported.told);
   Say(options.out + ": written, " + Counted(outline.GetNodes().size(), "item"));
 }
 
@@ -90,7 +86,7 @@ void AddExport(CLI::App& app, ChosenCommand& chosen) {
       "  kxo export plan.kxo --to text | grep -n '\\[x\\]'\n\n"
       "What a format has no place for is left out: docs/formats.md tells what each carries.\n"
       "The file appears whole or not at all.\n");
-  command->add_option("FILE", options->file, "The document")->required();
+  command->add_option("FILE", options->file, "The document; - is standard input")->required();
   AddToOption(*command, options->format);
   command->add_option("-o,--output", options->out, "The file to make; else standard output")
       ->type_name("OUT");

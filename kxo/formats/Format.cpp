@@ -4,6 +4,7 @@
 
 #include "Session.h"
 #include "Text.h"
+#include "formats/Html.h"
 #include "formats/Markdown.h"
 #include "formats/Opml.h"
 #include "formats/PlainText.h"
@@ -12,6 +13,7 @@ namespace kxo {
 
 const std::vector<Format>& Formats() {
   static const std::vector<Format> formats = {
+      {"html", {".html", ".htm"}, WriteHtml, nullptr},
       {"markdown", {".md", ".markdown"}, WriteMarkdown, ReadMarkdown},
       {"opml", {".opml", ".xml"}, WriteOpml, ReadOpml},
       {"text", {".txt", ".text"}, WritePlainText, ReadPlainText},

@@ -4,11 +4,10 @@
 #include <vector>
 
 #include "Text.h"
+#include "formats/DrawingPng.h"
 #include "formats/Opml.h"
 #include "formats/OpmlFields.h"
 #include "formats/XmlBuild.h"
-#include "pictures/Png.h"
-#include "pictures/StoredDrawing.h"
 
 namespace kxo {
 namespace {
@@ -17,12 +16,6 @@ constexpr const char* kDeclaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>
 
 void AddOwn(pugi::xml_node element, const char* name, const std::string& value) {
   AddAttribute(element, opml::NameWith(opml::kPrefix, name), value);
-}
-
-std::string PngOf(const Drawing& drawing) {
-  const auto* block = reinterpret_cast<const unsigned char*>(drawing.block.data());
-  const OwnedHandle dib = DibOfBlock(block, drawing.block.size());
-  return dib ? EncodePng(dib.get()) : std::string();
 }
 
 class OpmlWriter {

@@ -26,6 +26,10 @@ std::string Variable(const char* name);
 /// All of a text, at once. False, with errno where there is a reason, when the stream refuses it.
 bool Write(std::FILE* stream, std::string_view utf8);
 
+/// From now on, the user's Ctrl-C only makes WasInterrupted true. A second one ends the program.
+void CatchInterrupt();
+bool WasInterrupted();
+
 /// Where this user's programs keep what should outlast them but matters little, with our name
 /// behind it; empty when the system names no such place.
 std::filesystem::path StateFolder();

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cwchar>
 #include <memory>
@@ -21,6 +22,8 @@ namespace kxo::sys {
 namespace fs = std::filesystem;
 
 namespace {
+
+volatile std::sig_atomic_t wasInterrupted = 0;
 
 fs::path HomeFolder() {
   if (const char* home = std::getenv("HOME"); home != nullptr && *home == '/') return home;
@@ -125,6 +128,15 @@ bool Write(std::FILE* stream, std::string_view utf8) {
   return std::fwrite(utf8.data(), 1, utf8.size(), stream) == utf8.size() &&
          std::fflush(stream) == 0;
 }
+
+void CatchInterrupt() {
+  struct sigaction action = {};
+  action.sa_handler = [](int /*signal*/) { wasInterrupted = 1; };
+  action.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
+  ::sigaction(SIGINT, &action, nullptr);
+}
+
+bool WasInterrupted() { return wasInterrupted != 0; }
 
 fs::path StateFolder() {
   if (const char* state = std::getenv("XDG_STATE_HOME"); state != nullptr && *state == '/') {

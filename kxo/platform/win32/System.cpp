@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <climits>
 #include <cstdlib>
 #include <system_error>
@@ -19,6 +20,8 @@ namespace kxo::sys {
 namespace fs = std::filesystem;
 
 namespace {
+
+std::atomic<bool> wasInterrupted{false};
 
 struct NamedCodePage {
   std::string_view name;
@@ -150,6 +153,18 @@ bool Write(std::FILE* stream, std::string_view utf8) {
   return std::fwrite(utf8.data(), 1, utf8.size(), stream) == utf8.size() &&
          std::fflush(stream) == 0;
 }
+
+void CatchInterrupt() {
+  // Called in a thread of its own. What it refuses, the system's own handler takes, and ends us.
+  ::SetConsoleCtrlHandler(
+      [](DWORD event) -> BOOL {
+        const bool isOurs = event == CTRL_C_EVENT || event == CTRL_BREAK_EVENT;
+        return isOurs && !wasInterrupted.exchange(true) ? TRUE : FALSE;
+      },
+      TRUE);
+}
+
+bool WasInterrupted() { return wasInterrupted; }
 
 fs::path StateFolder() {
   const fs::path local = FolderIn(L"LOCALAPPDATA");
