@@ -25,7 +25,8 @@ TEST_F(Save, TheSourcesKnowNoOtherWay) {
       "|ReplaceFile\\w*)\\s*\\(?");
   std::vector<std::string> found;
   for (const auto& entry : fs::recursive_directory_iterator(kx_test::sourceFolder() / "kxo")) {
-    if (!entry.is_regular_file()) continue;
+    // What is no document is written by OutputFile.
+    if (!entry.is_regular_file() || entry.path().stem() == "OutputFile") continue;
     std::ifstream in(entry.path(), std::ios::binary);
     const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
     std::smatch match;
