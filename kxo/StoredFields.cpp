@@ -641,6 +641,69 @@ void FillHeader(CConduitHeader& header, const Extras& extras) {
   Fill<ConduitCodec>(header, {extras});
 }
 
+// --- Blocks by themselves ---
+
+namespace {
+
+template <class Codec>
+typename Codec::Model ReadBlock(const std::string& block) {
+  typename Codec::Holder holder;
+  SetBlock(holder, block);
+  return Read<Codec>(holder);
+}
+
+template <class Codec>
+std::string BlockOfModel(const typename Codec::Model& model) {
+  typename Codec::Holder holder;
+  Init(holder);
+  Fill<Codec>(holder, model);
+  return std::string(BlockOf(holder.getTaggedDataManager()));
+}
+
+using OutlineCodec = ItemCodec<COutlineRecord>;
+using LinkedCodec = ItemCodec<CLinkedOutlRec>;
+
+}  // namespace
+
+Item ItemOfBlock(Kind kind, const std::string& block, unsigned& level) {
+  LeveledItem read =
+      kind == Kind::kMemory ? ReadBlock<LinkedCodec>(block) : ReadBlock<OutlineCodec>(block);
+  level = read.level;
+  return std::move(read.item);
+}
+
+std::string BlockOfItem(Kind kind, unsigned level, const Item& item) {
+  return kind == Kind::kMemory ? BlockOfModel<LinkedCodec>({item, level})
+                               : BlockOfModel<OutlineCodec>({item, level});
+}
+
+Category CategoryOfBlock(const std::string& block) { return ReadBlock<CategoryCodec>(block); }
+std::string BlockOfCategory(const Category& category) {
+  return BlockOfModel<CategoryCodec>(category);
+}
+
+SharedFields SharedOfBlock(const std::string& block) { return ReadBlock<SharedCodec>(block); }
+std::string BlockOfShared(const SharedFields& fields) { return BlockOfModel<SharedCodec>(fields); }
+
+View ViewOfBlock(const std::string& block, std::string& title) {
+  TitledView read = ReadBlock<PrivateCodec>(block);
+  title = std::move(read.title);
+  return std::move(read.view);
+}
+std::string BlockOfView(const std::string& title, const View& view) {
+  return BlockOfModel<PrivateCodec>({title, view});
+}
+
+Extras ConduitOfBlock(const std::string& block) { return ReadBlock<ConduitCodec>(block).extras; }
+std::string BlockOfConduit(const Extras& extras) { return BlockOfModel<ConduitCodec>({extras}); }
+
+std::vector<uint32_t> TagsIn(const std::string& block) {
+  std::vector<uint32_t> ids;
+  const auto* bytes = reinterpret_cast<const unsigned char*>(block.data());
+  for (const TagEntry& entry : ListTags(bytes, block.size())) ids.push_back(entry.id);
+  return ids;
+}
+
 // --- The table ---
 
 namespace {

@@ -33,6 +33,21 @@ void FillHeader(kx_gen::CSharedHeader& header, const SharedFields& fields);
 void FillHeader(kx_gen::CPrivateOutlineHeader& header, const std::string& title, const View& view);
 void FillHeader(kx_gen::CConduitHeader& header, const Extras& extras);
 
+// The same with a block in place of a row or header. Fields that are lacking have their defaults.
+Item ItemOfBlock(salvage::Kind kind, const std::string& block, unsigned& level);
+std::string BlockOfItem(salvage::Kind kind, unsigned level, const Item& item);
+Category CategoryOfBlock(const std::string& block);
+std::string BlockOfCategory(const Category& category);
+SharedFields SharedOfBlock(const std::string& block);
+std::string BlockOfShared(const SharedFields& fields);
+View ViewOfBlock(const std::string& block, std::string& title);
+std::string BlockOfView(const std::string& title, const View& view);
+Extras ConduitOfBlock(const std::string& block);
+std::string BlockOfConduit(const Extras& extras);
+
+/// The tags in a block, as far as it is sound.
+std::vector<uint32_t> TagsIn(const std::string& block);
+
 /// The headers that the file has and those that it gets when it is saved, but for what stands in
 /// the known ones.
 HeaderTable TableOf(kx_gen::CHeaderManager& manager, salvage::Kind kind);
