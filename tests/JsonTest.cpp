@@ -5,12 +5,12 @@
 #include <gmock/gmock.h>
 
 #include <nlohmann/json.hpp>
+#include <set>
 
 #include "Failure.h"
 #include "KxLayout.h"
-#include "Pictures.h"
 #include "StoredFields.h"
-#include "pictures/Png.h"
+#include "TestPlaces.h"
 #include "salvage/Reader.h"
 
 namespace kx_test {
@@ -155,6 +155,46 @@ TEST_F(JsonTest, ItemsNeedNothing) {
   EXPECT_EQ(made.outline.GetNodes()[0].item, kxo::Item());
   EXPECT_EQ(made.outline.GetNodes()[1].item.text, "b");
   EXPECT_EQ(made.outline.GetNodes()[1].level, 3u);
+}
+
+// --- The page ---
+
+std::string TextOf(const std::filesystem::path& path) {
+  const Bytes bytes = readFile(path);
+  return {bytes.begin(), bytes.end()};
+}
+
+TEST_F(JsonTest, TheExamplesOfThePageMakeFilesThatGiveThemAgain) {
+  const std::string page = TextOf(sourceFolder() / "docs" / "json.md");
+  const std::string fence = "```json\n";
+  size_t count = 0;
+  for (size_t pos = page.find(fence); pos != std::string::npos; pos = page.find(fence, pos)) {
+    pos += fence.size();
+    const json example = json::parse(page.substr(pos, page.find("```", pos) - pos));
+    Make(example.dump());
+    EXPECT_EQ(json::parse(kxo::WriteJson(Read("out.kxo"))), example);
+    ++count;
+  }
+  EXPECT_EQ(count, 2u);
+}
+
+void CollectKeys(const json& value, std::set<std::string>& keys) {
+  for (const auto& [key, inner] : value.items()) {
+    if (value.is_object()) keys.insert(key);
+    if (inner.is_structured()) CollectKeys(inner, keys);
+  }
+}
+
+TEST_F(JsonTest, ThePageNamesEveryKey) {
+  const std::string page = TextOf(sourceFolder() / "docs" / "json.md");
+  std::set<std::string> keys;
+  for (const char* name : {"all-keys.json", "categories.json", "memory.json"}) {
+    const std::string text = TextOf(sourceFolder() / "tests" / "fuzz" / "first" / name);
+    EXPECT_EQ(Refusal(text), "taken");
+    CollectKeys(json::parse(text), keys);
+  }
+  EXPECT_GT(keys.size(), 60u);
+  for (const std::string& key : keys) EXPECT_THAT(page, HasSubstr("`" + key + "`"));
 }
 
 // --- Edits ---
