@@ -135,8 +135,10 @@ ChosenCommand ReadCommandLine(const std::vector<std::string>& arguments) {
   app.set_version_flag("--version", VersionText(), "Print the versions of tool and documents");
   app.footer(kExitCodes);  // commands take it over
   AddAdd(app, chosen);
+  AddCategory(app, chosen);
   AddCheck(app, chosen);
   AddConvert(app, chosen);
+  AddDrawing(app, chosen);
   AddExport(app, chosen);
   AddImport(app, chosen);
   AddInfo(app, chosen);

@@ -77,9 +77,14 @@ void FailForContents(const std::string& name, const std::string& where, CExcepti
   const bool foreign =
       HasNumberOf(*e, kx_gen::kMsgCheckCode) || HasNumberOf(*e, kx_gen::kMsgNewerVersion);
   const bool endsEarly = HasNumberOf(*e, kx_gen::kMsgReadError);
+  const bool isRefused = HasNumberOf(*e, kx_gen::kMsgFileIo);  // going to a place in the file
   const std::string wrong = endsEarly ? "the file ends too early" : DescriptionOf(*e);
   e->Delete();
   if (noMemory) FailForMemory(name);
+  if (isRefused) {
+    throw FileFailure(kExitSystem, name, "the system does not read it at " + where,
+                      "copy the file to another disk and try again");
+  }
   if (foreign) throw FileFailure(kExitDamaged, name, "cannot be read at " + where + ": " + wrong);
   throw FileFailure(kExitDamaged, name, "damaged at " + where + ": " + wrong, kTryACopy);
 }

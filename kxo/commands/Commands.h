@@ -12,8 +12,10 @@ namespace kxo {
 using ChosenCommand = std::function<void(const Session&)>;
 
 void AddAdd(CLI::App& app, ChosenCommand& chosen);
+void AddCategory(CLI::App& app, ChosenCommand& chosen);
 void AddCheck(CLI::App& app, ChosenCommand& chosen);
 void AddConvert(CLI::App& app, ChosenCommand& chosen);
+void AddDrawing(CLI::App& app, ChosenCommand& chosen);
 void AddExport(CLI::App& app, ChosenCommand& chosen);
 void AddImport(CLI::App& app, ChosenCommand& chosen);
 void AddInfo(CLI::App& app, ChosenCommand& chosen);
