@@ -1,9 +1,11 @@
 #include "RowChange.h"
 
+#include <new>
 #include <string>
 #include <vector>
 
 #include "KxFormat.h"
+#include "Text.h"
 
 namespace kxo {
 
@@ -66,7 +68,7 @@ void MarkFields(COutlineRecord& row, COutlineRecord& before) {
 /// The library wants a note for that, so a row that has none gets one for so long.
 void MarkRow(COutlineRecord& row, COutlineRecord& before) {
   const bool lacksNote = !row.HasNote();
-  if (lacksNote) row.SetNote(L"");
+  if (lacksNote) PutNote(row, "");
   MarkFields(row, before);
   if (lacksNote) Mark(row, kNoteTag, before.HasNote());
   row.updateRecordChanged();
@@ -85,6 +87,18 @@ Difference ChangeRow(COutlineRecord& row, const std::function<void(COutlineRecor
   const Difference difference = DifferenceOf(row, before);
   if (difference != Difference::kNone) MarkRow(row, before);
   return difference;
+}
+
+void PutText(COutlineRecord& row, const std::string& text) {
+  const std::wstring wide = ToWide(text);
+  row.SetText(wide.c_str());
+  if (TextOf(row) != wide) throw std::bad_alloc();
+}
+
+void PutNote(COutlineRecord& row, const std::string& note) {
+  const std::wstring wide = ToWide(note);
+  row.SetNote(wide.c_str());
+  if (!row.HasNote() || NoteOf(row) != wide) throw std::bad_alloc();
 }
 
 std::vector<unsigned char> DrawingBlockOf(COutlineRecord& row) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <string>
 #include <vector>
 
 #include "OutlineRecord.h"
@@ -16,6 +17,10 @@ enum class Difference { kNone, kFolding, kContent };
 /// the row as changed when a field that counts is. Throws what the library throws.
 Difference ChangeRow(kx_gen::COutlineRecord& row,
                      const std::function<void(kx_gen::COutlineRecord&)>& change);
+
+// The library's setters pass over a want of memory in silence; these throw std::bad_alloc.
+void PutText(kx_gen::COutlineRecord& row, const std::string& text);
+void PutNote(kx_gen::COutlineRecord& row, const std::string& note);
 
 /// The block of a row's drawing; empty without one.
 std::vector<unsigned char> DrawingBlockOf(kx_gen::COutlineRecord& row);

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "Editing.h"
-#include "Text.h"
+#include "RowChange.h"
 #include "commands/Commands.h"
 
 namespace kxo {
@@ -24,8 +24,8 @@ struct AddOptions {
 void Fill(COutlineRecord& row, unsigned char level, const AddOptions& options) {
   row.SetNew(true);
   row.SetIndent(level);
-  row.SetText(ToWide(options.text).c_str());
-  if (options.note) row.SetNote(ToWide(*options.note).c_str());
+  PutText(row, options.text);
+  if (options.note) PutNote(row, *options.note);
   row.SetChecked(options.checked);
 }
 

@@ -317,7 +317,7 @@ void AddOutlinesOption(const Added& added) {
       ->type_name("DIR");
 }
 
-void AddList(CLI::App& category, ChosenCommand& chosen) {
+void AddListing(CLI::App& category, ChosenCommand& chosen) {
   const Added list = AddOne(category, chosen, "list",
                             "Prints the categories, with their ids.\n\n"
                             "Examples:\n"
@@ -373,7 +373,7 @@ void AddCategory(CLI::App& app, ChosenCommand& chosen) {
       "  kxo category rename categories.kxc Home House --outlines Documents\n"
       "  kxo category list categories.kxc\n");
   category->require_subcommand(1);
-  AddList(*category, chosen);
+  AddListing(*category, chosen);
   AddEditing(AddOne(*category, chosen, "add",
                     "Adds a category, of which there may be 16.\n\n"
                     "Examples:\n"

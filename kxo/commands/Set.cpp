@@ -5,7 +5,7 @@
 
 #include "Editing.h"
 #include "Failure.h"
-#include "Text.h"
+#include "RowChange.h"
 #include "commands/Commands.h"
 
 namespace kxo {
@@ -28,8 +28,8 @@ struct SetOptions {
 };
 
 void Change(COutlineRecord& row, const SetOptions& options) {
-  if (options.text) row.SetText(ToWide(*options.text).c_str());
-  if (options.note) row.SetNote(ToWide(*options.note).c_str());
+  if (options.text) PutText(row, *options.text);
+  if (options.note) PutNote(row, *options.note);
   if (options.noNote) row.DeleteNote();
   if (options.check || options.uncheck) row.SetChecked(options.check);
   if (options.fold || options.unfold) row.SetExpanded(options.unfold);

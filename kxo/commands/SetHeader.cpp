@@ -1,5 +1,6 @@
 #include <CLI/App.hpp>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
 
@@ -29,15 +30,18 @@ void SetTitle(Edit& edit, const std::string& title) {
   Document& document = edit.GetDocument();
   if (document.GetTitle() == title) return;
   document.SetOutlineTitle(ToWide(title).c_str());
+  if (document.GetTitle() != title) throw std::bad_alloc();  // which the setter passes over
   edit.MarkChanged();
 }
 
 void SetCategory(Edit& edit, const std::string& category) {
   Document& document = edit.GetDocument();
-  _String old;
-  document.GetCategoryName(old);
-  if (FromWide(old) == category) return;
+  _String stored;
+  document.GetCategoryName(stored);
+  if (FromWide(stored) == category) return;
   document.SetCategoryName(ToWide(category).c_str());
+  document.GetCategoryName(stored);
+  if (FromWide(stored) != category) throw std::bad_alloc();
   edit.MarkChanged();
 }
 

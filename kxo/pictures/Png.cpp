@@ -5,9 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <new>
 #include <vector>
 
@@ -36,11 +34,6 @@ constexpr unsigned kOpaque = 255;
 constexpr size_t kPngColorSize = 4;  // red, green, blue, alpha
 constexpr size_t kChannels = 3;      // in true colours of bitmaps: blue, green, red
 constexpr uint16_t kTrueColor = 24;
-
-struct Free {
-  void operator()(unsigned char* bytes) const { std::free(bytes); }  // NOLINT: lodepng's malloc
-};
-using PngBytes = std::unique_ptr<unsigned char, Free>;
 
 /// Pixels of 1, 2, 4 or 8 bits in a row of them, the first in the highest bits.
 unsigned GetPixel(const unsigned char* bytes, uint64_t pixel, unsigned depth) {
@@ -126,13 +119,10 @@ std::string Encoded(const Dib& dib) {
   SetColors(dib, state.info_raw);
   SetColors(dib, state.info_png.color);
   const std::vector<unsigned char> pixels = PixelsFor(dib);
-  unsigned char* bytes = nullptr;
-  size_t size = 0;
-  const unsigned error =
-      lodepng_encode(&bytes, &size, pixels.data(), dib.Width(), dib.Height(), &state);
-  const PngBytes owned(bytes);
+  std::vector<unsigned char> bytes;
+  const unsigned error = lodepng::encode(bytes, pixels, dib.Width(), dib.Height(), state);
   CheckMemory(error);
-  return error == 0 ? std::string(bytes, bytes + size) : "";
+  return error == 0 ? std::string(bytes.begin(), bytes.end()) : "";
 }
 
 // --- In ---
@@ -152,7 +142,7 @@ struct Decoded {
   unsigned width = 0;
   unsigned height = 0;
   lodepng::State state;
-  PngBytes pixels;
+  std::vector<unsigned char> pixels;
 
   const LodePNGColorMode& Mode() const { return state.info_png.color; }
   bool HasColors() const {
@@ -177,9 +167,9 @@ bool Decode(const unsigned char* bytes, size_t size, Decoded& png) {
   png.state.decoder.read_text_chunks = 0;
   if (lodepng_inspect(&png.width, &png.height, &png.state, bytes, size) != 0) return false;
   if (!IsPlausible(png, size)) return false;
-  unsigned char* pixels = nullptr;
-  const unsigned error = lodepng_decode(&pixels, &png.width, &png.height, &png.state, bytes, size);
-  png.pixels.reset(pixels);
+  // The room for them, as nothing frees lodepng's own copy when there is none.
+  png.pixels.reserve(lodepng_get_raw_size(png.width, png.height, &png.Mode()));
+  const unsigned error = lodepng::decode(png.pixels, png.width, png.height, png.state, bytes, size);
   CheckMemory(error);
   return error == 0;
 }
@@ -224,7 +214,7 @@ void PutColoredRow(const Decoded& png, uint32_t y, const Dib& dib) {
   const unsigned depth = png.Mode().bitdepth;
   unsigned char* const row = dib.Row(y);
   for (uint64_t x = 0; x < png.width; ++x) {
-    PutPixel(row, x, dib.Depth(), GetPixel(png.pixels.get(), y * uint64_t{png.width} + x, depth));
+    PutPixel(row, x, dib.Depth(), GetPixel(png.pixels.data(), y * uint64_t{png.width} + x, depth));
   }
 }
 
@@ -232,7 +222,7 @@ void PutColoredRow(const Decoded& png, uint32_t y, const Dib& dib) {
 bool PutTrueRow(const Decoded& png, uint32_t y, std::vector<unsigned char>& rgba, const Dib& dib) {
   const LodePNGColorMode mode = lodepng_color_mode_make(LCT_RGBA, 8);
   const size_t rowSize = size_t{png.width} * (lodepng_get_bpp(&png.Mode()) / 8);
-  const unsigned error = lodepng_convert(rgba.data(), png.pixels.get() + y * rowSize, &mode,
+  const unsigned error = lodepng_convert(rgba.data(), png.pixels.data() + y * rowSize, &mode,
                                          &png.Mode(), png.width, 1);
   unsigned char* const row = dib.Row(y);
   for (size_t x = 0; x < png.width; ++x) {

@@ -20,9 +20,8 @@ using Save = ToolTest;
 
 TEST_F(Save, TheSourcesKnowNoOtherWay) {
   const std::regex others(
-      "\\b(WriteRows|WriteAllHeaders|WriteHeader|WriteDbInfo|modeCreate|rename|copy_file|"
-      "MoveFile\\w*"
-      "|ReplaceFile\\w*)\\s*\\(?");
+      "\\b(WriteRows|WriteAllHeaders|WriteHeader|WriteDbInfo|rename|copy_file|MoveFile\\w*"
+      "|ReplaceFile\\w*)\\s*\\(|\\bmodeCreate\\b");
   std::vector<std::string> found;
   for (const auto& entry : fs::recursive_directory_iterator(kx_test::sourceFolder() / "kxo")) {
     // What is no document is written by OutputFile.
