@@ -3,7 +3,9 @@
 #include "DatabaseFile.h"
 #include "Document.h"
 #include "Failure.h"
+#include "InputFile.h"
 #include "StoredFields.h"
+#include "salvage/Reader.h"
 
 namespace kxo {
 
@@ -165,6 +167,10 @@ void SaveAsKind(const std::string& name, const Contents& contents, const fs::pat
 
 size_t Contents::CountItems() const {
   return kind == Kind::kCategory ? categories.slots.size() : outline.GetNodes().size();
+}
+
+Kind KindOfFile(const std::string& name, const fs::path& file) {
+  return salvage::GuessKind(ReadFileBytes(name, file));
 }
 
 Contents ReadContents(const std::string& name, const fs::path& file, Kind kind) {

@@ -19,8 +19,10 @@ struct Contents {
   bool operator==(const Contents&) const = default;
 };
 
+/// Which kind of file the bytes look most like.
+salvage::Kind KindOfFile(const std::string& name, const std::filesystem::path& file);
 /// Reads a file of this kind, as it stands there; never writes. `name` is what messages call it.
-/// Throws a Failure that names the place. Which kind a file is `salvage::GuessKind` tells.
+/// Throws a Failure that names the place.
 Contents ReadContents(const std::string& name, const std::filesystem::path& file,
                       salvage::Kind kind);
 /// Saves a file that has the same rows and headers as the one that was read, byte for byte, so that

@@ -12,8 +12,8 @@ ExportTarget::ExportTarget(std::string name, std::filesystem::path path, bool ma
   CheckPlace(name_, path_, mayReplace_);
 }
 
-Exported ExportTarget::Write(const Format& format, const Outline& outline) const {
-  Exported exported = format.write(outline, {NameOf(path_.stem())});
+Exported ExportTarget::Write(const Format& format, const Contents& contents) const {
+  Exported exported = WriteAs(format, contents, {NameOf(path_.stem())});
   for (const PictureFile& picture : exported.pictures) {
     CheckPlace(NameBeside(picture), PlaceBeside(picture), mayReplace_);
   }

@@ -15,7 +15,7 @@ class ExportTarget {
   ExportTarget(std::string name, std::filesystem::path path, bool mayReplace);
   /// Writes the pictures, and then the file that names them. What it was, for what there is to
   /// tell.
-  Exported Write(const Format& format, const Outline& outline) const;
+  Exported Write(const Format& format, const Contents& contents) const;
 
  private:
   std::string NameBeside(const PictureFile& picture) const;

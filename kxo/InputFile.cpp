@@ -35,7 +35,12 @@ std::vector<unsigned char> ReadStandardInput() {
   return bytes;
 }
 
+}  // namespace
+
 std::vector<unsigned char> ReadFileBytes(const std::string& name, const fs::path& path) {
+  if (!fs::is_regular_file(path)) {
+    throw FileFailure(kExitSystem, name, "this is not a regular file", "name a document");
+  }
   const sys::LibraryName libraryName(path);
   const auto where = [](const kx_gen::CException&) { return std::string("its end"); };
   return WhileReading(name, where, [&] {
@@ -50,15 +55,9 @@ std::vector<unsigned char> ReadFileBytes(const std::string& name, const fs::path
   });
 }
 
-}  // namespace
-
 std::vector<unsigned char> ReadInput(const Session& session, const std::string& name) {
   if (name == kStandardStream) return ReadStandardInput();
-  const fs::path path = session.ExistingFile(name);
-  if (!fs::is_regular_file(path)) {
-    throw FileFailure(kExitSystem, name, "this is not a regular file", "name a document");
-  }
-  return ReadFileBytes(name, path);
+  return ReadFileBytes(name, session.ExistingFile(name));
 }
 
 std::string InputName(const std::string& name) {

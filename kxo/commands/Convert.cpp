@@ -152,7 +152,7 @@ void Converting::ConvertOne(const Job& job) {
 }
 
 void Converting::Convert(const Job& job, const fs::path& out) {
-  const Outline outline = OpenDocument(job.name, job.in)->ReadWhole();
+  const Contents contents = ReadFor(format_, job.name, job.in);
   const std::string name = NameOf(PathOf(options_.folder) / job.relative);
   std::error_code error;
   fs::create_directories(out.parent_path(), error);
@@ -160,7 +160,7 @@ void Converting::Convert(const Job& job, const fs::path& out) {
     throw FileFailure(kExitSystem, name, "its folder cannot be made (" + error.message() + ")",
                       "choose another with --out-dir");
   }
-  const Exported exported = ExportTarget(name, out, true).Write(format_, outline);
+  const Exported exported = ExportTarget(name, out, true).Write(format_, contents);
   for (const std::string& line : exported.told) {
     told_.push_back(fmt::format("{}: {}", job.name, line));
   }

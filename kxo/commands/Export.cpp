@@ -32,7 +32,7 @@ const Format& ChosenFormat(const ExportOptions& options) {
   if (!options.format.empty()) return *FormatNamed(options.format);
   const bool hasName = options.out != kStandardStream;
   const Format* format = hasName ? FormatOfFile(PathOf(options.out)) : nullptr;
-  if (format != nullptr && format->write != nullptr) return *format;
+  if (format != nullptr && format->canWrite()) return *format;
   const std::string wrong = hasName ? options.out + ": its name tells no format" : "no format";
   throw Failure(kExitSystem, wrong + "; name one with --to");
 }
@@ -63,13 +63,14 @@ void RunExport(const Session& session, const ExportOptions& options) {
   const Format& format = ChosenFormat(options);
   const InputPlace in(session, options.file);
   if (options.out == kStandardStream) {
-    return WriteToStandardOutput(in.GetName(), format.write(in.Open()->ReadWhole(), {}));
+    return WriteToStandardOutput(in.GetName(),
+                                 WriteAs(format, ReadFor(format, in.GetName(), in.GetPath()), {}));
   }
   const ExportTarget target(options.out, session.PlaceForFile(options.out), options.force);
-  const Outline outline = in.Open()->ReadWhole();
-  const Exported exported = target.Write(format, outline);
+  const Contents contents = ReadFor(format, in.GetName(), in.GetPath());
+  const Exported exported = target.Write(format, contents);
   SayAll(in.GetName(), exported.told);
-  Say(options.out + ": written, " + Counted(outline.GetNodes().size(), "item"));
+  Say(options.out + ": written, " + Counted(contents.CountItems(), "item"));
 }
 
 }  // namespace
@@ -83,8 +84,10 @@ void AddExport(CLI::App& app, ChosenCommand& chosen) {
       "Examples:\n"
       "  kxo export plan.kxo --to markdown             prints it\n"
       "  kxo export plan.kxo -o plan.html              the format by the name\n"
-      "  kxo export plan.kxo --to text | grep -n '\\[x\\]'\n\n"
+      "  kxo export plan.kxo --to text | grep -n '\\[x\\]'\n"
+      "  kxo export categories.db --to json | jq '.items[].name'\n\n"
       "What a format has no place for is left out: docs/formats.md tells what each carries.\n"
+      "JSON carries everything, of memory outlines and category files too.\n"
       "The file appears whole or not at all.\n");
   command->add_option("FILE", options->file, "The document; - is standard input")->required();
   AddToOption(*command, options->format);

@@ -36,7 +36,7 @@ const Format& ChosenFormat(const ImportOptions& options) {
     throw Failure(kExitSystem, "standard input tells no format; name one with --from");
   }
   const Format* format = FormatOfFile(PathOf(options.in));
-  return format != nullptr && format->read != nullptr ? *format : *FormatNamed("opml");
+  return format != nullptr && format->canRead() ? *format : *FormatNamed("opml");
 }
 
 std::string OutNameOf(const ImportOptions& options) {
@@ -54,6 +54,7 @@ class Target {
 
   const std::string& GetName() const { return name_; }
   void Save(Document& document) const { document.Save(path_, force_); }
+  void Save(const Contents& contents) const { SaveContents(name_, contents, path_, force_); }
 
  private:
   void CheckReplaceable() const;
@@ -140,18 +141,11 @@ ImportSource SourceOf(const Session& session, const ImportOptions& options, cons
   return source;
 }
 
-void RunImport(const Session& session, const ImportOptions& options) {
-  const Format& format = ChosenFormat(options);
-  const fs::path in = InputPlace(session, options.in);
-  const std::string outName = OutNameOf(options);
-  const fs::path out = session.PlaceForFile(outName);
-  if (out == in) FailForExisting(outName);
-  const Target target(outName, out, options.force);
-
+/// From a format for outlines. How many items there are.
+size_t ImportOutline(const Format& format, const ImportSource& source, const Target& target) {
   ImportNotes notes;
-  const ImportSource source = SourceOf(session, options, in);
   Outline outline = format.read(source, notes);
-  if (outline.title.empty() && !format.isExact) outline.title = DefaultTitle();
+  if (outline.title.empty()) outline.title = DefaultTitle();
   for (const std::string& line : notes.Lines()) Say(source.name + ": " + line);
 
   Document document(target.GetName());
@@ -159,7 +153,26 @@ void RunImport(const Session& session, const ImportOptions& options) {
   TellOfTitle(source.name, outline.title, document.GetTitle());
   CheckHeld(document, outline);
   target.Save(document);
-  Say(outName + ": written, " + Counted(outline.GetNodes().size(), "item"));
+  return outline.GetNodes().size();
+}
+
+size_t ImportAll(const Format& format, const ImportSource& source, const Target& target) {
+  const Contents contents = format.readAll(source.name, source.bytes);
+  target.Save(contents);
+  return contents.CountItems();
+}
+
+void RunImport(const Session& session, const ImportOptions& options) {
+  const Format& format = ChosenFormat(options);
+  const fs::path in = InputPlace(session, options.in);
+  const std::string outName = OutNameOf(options);
+  const fs::path out = session.PlaceForFile(outName);
+  if (out == in) FailForExisting(outName);
+  const Target target(outName, out, options.force);
+  const ImportSource source = SourceOf(session, options, in);
+  const size_t count = format.readAll != nullptr ? ImportAll(format, source, target)
+                                                 : ImportOutline(format, source, target);
+  Say(outName + ": written, " + Counted(count, "item"));
 }
 
 }  // namespace

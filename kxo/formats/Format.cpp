@@ -2,9 +2,12 @@
 
 #include <algorithm>
 
+#include "Document.h"
+#include "InputFile.h"
 #include "Session.h"
 #include "Text.h"
 #include "formats/Html.h"
+#include "formats/Json.h"
 #include "formats/Markdown.h"
 #include "formats/Opml.h"
 #include "formats/PlainText.h"
@@ -14,11 +17,24 @@ namespace kxo {
 const std::vector<Format>& Formats() {
   static const std::vector<Format> formats = {
       {"html", {".html", ".htm"}, WriteHtml, nullptr},
+      {"json", {".json"}, nullptr, nullptr, WriteJson, ReadJson},
       {"markdown", {".md", ".markdown"}, WriteMarkdown, ReadMarkdown},
       {"opml", {".opml", ".xml"}, WriteOpml, ReadOpml},
       {"text", {".txt", ".text"}, WritePlainText, ReadPlainText},
   };
   return formats;
+}
+
+Contents ReadFor(const Format& format, const std::string& name, const std::filesystem::path& file) {
+  if (format.writeAll != nullptr) return ReadContents(name, file, KindOfFile(name, file));
+  Contents contents;
+  contents.outline = OpenDocument(name, file)->ReadWhole();
+  return contents;
+}
+
+Exported WriteAs(const Format& format, const Contents& contents, const ExportPlace& place) {
+  if (format.writeAll != nullptr) return {format.writeAll(contents), {}, {}};
+  return format.write(contents.outline, place);
 }
 
 const Format* FormatNamed(std::string_view name) {
@@ -39,7 +55,7 @@ const Format* FormatOfFile(const std::filesystem::path& file) {
 std::vector<std::string> NamesOfWriters() {
   std::vector<std::string> names;
   for (const Format& format : Formats()) {
-    if (format.write != nullptr) names.emplace_back(format.name);
+    if (format.canWrite()) names.emplace_back(format.name);
   }
   return names;
 }
@@ -47,7 +63,7 @@ std::vector<std::string> NamesOfWriters() {
 std::vector<std::string> NamesOfReaders() {
   std::vector<std::string> names;
   for (const Format& format : Formats()) {
-    if (format.read != nullptr) names.emplace_back(format.name);
+    if (format.canRead()) names.emplace_back(format.name);
   }
   return names;
 }

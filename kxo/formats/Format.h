@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Contents.h"
 #include "Outline.h"
 #include "formats/ImportNotes.h"
 
@@ -41,14 +42,23 @@ struct ImportSource {
 struct Format {
   std::string_view name;
   std::vector<std::string_view> extensions;  ///< In lower case; the first is the one to give.
+  /// Null, as the next, in a format that carries everything.
   Exported (*write)(const Outline& outline, const ExportPlace& place);
   /// Null where there is no way back. Throws a Failure that names the file and the place.
   Outline (*read)(const ImportSource& source, ImportNotes& notes);
-  /// Carries everything as it is: what it lacks is not to be made up.
-  bool isExact = false;
+  /// Of files of any kind, with all that they hold. Null in formats for outlines.
+  std::string (*writeAll)(const Contents& contents) = nullptr;
+  Contents (*readAll)(const std::string& name, const std::string& bytes) = nullptr;
+
+  bool canWrite() const { return write != nullptr || writeAll != nullptr; }
+  bool canRead() const { return read != nullptr || readAll != nullptr; }
 };
 
 const std::vector<Format>& Formats();
+/// Reads from a file what the format can carry: an outline, or all that a file of any kind holds.
+Contents ReadFor(const Format& format, const std::string& name, const std::filesystem::path& file);
+/// Both of these in the format, which is one that can be written.
+Exported WriteAs(const Format& format, const Contents& contents, const ExportPlace& place);
 /// Null when there is none.
 const Format* FormatNamed(std::string_view name);
 /// By a file's extension; null when that belongs to none.
