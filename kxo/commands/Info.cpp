@@ -199,8 +199,9 @@ void ListSlots(Document& document, Listing& listing) {
   listing.ForPrograms() = Json::array();
   for (const kx_gen::THeaderInfo* info : document.GetHeaderManager().GetReadList()) {
     const unsigned short id = info->record.id;
+    const uint32_t size = info->record.size;
     const unsigned long offset = document.GetHeaderManager().GetHeaderReadPos(id);
-    Json slot = {{"id", id}, {"size", info->record.size}, {"offset", offset}};
+    Json slot = {{"id", id}, {"size", size}, {"offset", offset}};
     std::string use = "kept as it is";
     if (CTaggedDataHeader* header = document.GetHeaderManager().GetHeaderPtr(id)) {
       slot["used"] = header->getTaggedDataManager().size();
@@ -208,7 +209,7 @@ void ListSlots(Document& document, Listing& listing) {
     }
     listing.ForPrograms().push_back(slot);
     listing.AddLine(HeaderName(id),
-                    ByteCount(info->record.size) + " from offset " + Digits(offset) + ", " + use);
+                    ByteCount(size) + " from offset " + Digits(offset) + ", " + use);
   }
 }
 
