@@ -84,7 +84,8 @@ void Escaper::AppendBreak() {
 
 bool Escaper::NeedsReference(char c) const {
   if (c == ' ') return IsLineStart() || IsLineEnd();
-  return (c >= 0 && c < 0x20) || c == 0x7F;
+  const auto byte = static_cast<unsigned char>(c);
+  return byte < 0x20 || byte == 0x7F;
 }
 
 bool Escaper::NeedsBackslash(char c) const {

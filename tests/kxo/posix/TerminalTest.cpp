@@ -127,5 +127,18 @@ TEST_F(Terminal, OneTooNarrowForTheTreeBreaksLinesItself) {
             "Marked\n├─ [x] checked\n│  └─ (deleted) deleted\n└─ ▸ folded\n");
 }
 
+TEST_F(Terminal, ALineTellsHowFarAConversionIs) {
+  std::filesystem::create_directory(User("in"));
+  for (const char* name : {"in/a.kxo", "in/c.kxo"}) {
+    WriteDocument(name, [](kx_gen::COutlineDB& db) { AddRow(db, 0, L"item"); });
+  }
+  WriteUserFile("in/b.kxo", "no document");
+  const ProgramRun run = KxoOnTerminal({"convert", "in", "--to", "markdown", "--out-dir", "out"});
+  EXPECT_EQ(run.exitCode, 5);
+  EXPECT_THAT(run.out, HasSubstr("1 of 3"));
+  EXPECT_THAT(run.out, HasSubstr("3 of 3"));
+  EXPECT_THAT(run.out, HasSubstr("(1 failed)"));
+}
+
 }  // namespace
 }  // namespace kxo_test
