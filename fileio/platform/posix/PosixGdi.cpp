@@ -57,41 +57,42 @@ class Bitmap : public Object {
                                            colors_.size() * sizeof(RGBQUAD)) == 0);
   }
 
-  /// What the bitmap keeps of a pixel: an index where it has colours, else the colour's bits.
-  DWORD Get(int64_t x, int64_t y) const {
-    const BYTE* const row = bits_.data() + RowOffset(y);
-    const auto column = static_cast<size_t>(x);
-    if (depth() < 8) {
-      const unsigned perByte = 8u / depth();
-      const unsigned shift = (perByte - 1 - column % perByte) * depth();
-      return (row[column / perByte] >> shift) & ((1u << depth()) - 1);
-    }
-    DWORD value = 0;
-    for (size_t i = 0; i < depth() / 8u; ++i) {
-      value |= static_cast<DWORD>(row[column * (depth() / 8u) + i]) << (8 * i);
-    }
-    return value;
-  }
-
-  void Set(int64_t x, int64_t y, DWORD value) {
-    BYTE* const row = bits_.data() + RowOffset(y);
-    const auto column = static_cast<size_t>(x);
-    if (depth() < 8) {
-      const unsigned perByte = 8u / depth();
-      const unsigned shift = (perByte - 1 - column % perByte) * depth();
-      const unsigned mask = ((1u << depth()) - 1) << shift;
-      BYTE& byte = row[column / perByte];
-      byte = static_cast<BYTE>((byte & ~mask) | (value << shift));
-      return;
-    }
-    for (size_t i = 0; i < depth() / 8u; ++i) {
-      row[column * (depth() / 8u) + i] = static_cast<BYTE>(value >> (8 * i));
-    }
-  }
-
   /// Where the pixel begins, or the byte that it shares.
   const BYTE* PixelByte(int64_t x, int64_t y) const { return bits_.data() + PixelOffset(x, y); }
   BYTE* PixelByte(int64_t x, int64_t y) { return bits_.data() + PixelOffset(x, y); }
+
+  /// The values of pixels of one row, as many as there is room for.
+  void GetRow(int64_t x, int64_t y, std::vector<DWORD>& values) const {
+    const BYTE* const from = PixelByte(x, y);
+    switch (depth()) {
+      case 8:
+        return Load<1>(from, values);
+      case 16:
+        return Load<2>(from, values);
+      case 24:
+        return Load<3>(from, values);
+      case 32:
+        return Load<4>(from, values);
+      default:
+        for (DWORD& value : values) value = Get(x++, y);
+    }
+  }
+
+  void SetRow(int64_t x, int64_t y, const std::vector<DWORD>& values) {
+    BYTE* const to = PixelByte(x, y);
+    switch (depth()) {
+      case 8:
+        return Store<1>(values, to);
+      case 16:
+        return Store<2>(values, to);
+      case 24:
+        return Store<3>(values, to);
+      case 32:
+        return Store<4>(values, to);
+      default:
+        for (const DWORD value : values) Set(x++, y, value);
+    }
+  }
 
   RGBQUAD ColorOf(DWORD value) const {
     if (!colors_.empty()) return colors_[value];
@@ -116,6 +117,42 @@ class Bitmap : public Object {
   HDC selectedInto = nullptr;
 
  private:
+  /// What the bitmap keeps of a pixel of less than a byte: an index.
+  DWORD Get(int64_t x, int64_t y) const {
+    return (*PixelByte(x, y) >> ShiftOf(x)) & ((1u << depth()) - 1);
+  }
+  void Set(int64_t x, int64_t y, DWORD value) {
+    BYTE& byte = *PixelByte(x, y);
+    const unsigned mask = ((1u << depth()) - 1) << ShiftOf(x);
+    byte = static_cast<BYTE>((byte & ~mask) | (value << ShiftOf(x)));
+  }
+  unsigned ShiftOf(int64_t x) const {
+    const unsigned perByte = 8u / depth();
+    return (perByte - 1 - static_cast<unsigned>(x % perByte)) * depth();
+  }
+
+  /// A pixel of whole bytes is an index or the bits of a colour, the lowest first. The number of
+  /// bytes is known here, since pictures of millions of pixels pass.
+  template <size_t kBytes>
+  static void Load(const BYTE* from, std::vector<DWORD>& values) {
+    for (DWORD& value : values) {
+      BYTE bytes[4] = {};
+      std::memcpy(bytes, from, kBytes);
+      from += kBytes;
+      value = static_cast<DWORD>(bytes[3]) << 24 | static_cast<DWORD>(bytes[2]) << 16 |
+              static_cast<DWORD>(bytes[1]) << 8 | bytes[0];
+    }
+  }
+  template <size_t kBytes>
+  static void Store(const std::vector<DWORD>& values, BYTE* to) {
+    for (const DWORD value : values) {
+      const BYTE bytes[4] = {static_cast<BYTE>(value), static_cast<BYTE>(value >> 8),
+                             static_cast<BYTE>(value >> 16), static_cast<BYTE>(value >> 24)};
+      std::memcpy(to, bytes, kBytes);
+      to += kBytes;
+    }
+  }
+
   /// 5 bits as 8.
   static BYTE Widened(DWORD value) {
     const DWORD five = value & 0x1F;
@@ -311,7 +348,6 @@ class Translation {
   }
   bool isNone() const { return isNone_; }
   DWORD operator()(DWORD value) const {
-    if (isNone_) return value;
     return values_.empty() ? target_.ValueOf(source_.ColorOf(value)) : values_[value];
   }
 
@@ -332,20 +368,21 @@ class RowCopy {
         translation_(source, target),
         from_(columns.source + columns.first),
         to_(columns.target + columns.first),
-        count_(std::max<int64_t>(0, columns.last - columns.first)),
+        count_(columns.last - columns.first),
         wholeBytes_(CountWholeBytes()),
         values_(static_cast<size_t>(count_ - PixelsIn(wholeBytes_))) {}
 
   void operator()(int64_t sourceRow, int64_t targetRow) {
     const int64_t done = PixelsIn(wholeBytes_);
-    int64_t x = from_ + done;
-    for (DWORD& value : values_) value = translation_(source_.Get(x++, sourceRow));
+    source_.GetRow(from_ + done, sourceRow, values_);
+    if (!translation_.isNone()) {
+      for (DWORD& value : values_) value = translation_(value);
+    }
     if (wholeBytes_ > 0) {
       std::memmove(target_.PixelByte(to_, targetRow), source_.PixelByte(from_, sourceRow),
                    wholeBytes_);
     }
-    x = to_ + done;
-    for (const DWORD value : values_) target_.Set(x++, targetRow, value);
+    target_.SetRow(to_ + done, targetRow, values_);
   }
 
  private:
@@ -372,6 +409,7 @@ class RowCopy {
 
 /// Every row is read before it is written over: source and target may be one bitmap.
 void CopyPixels(const Bitmap& source, Bitmap& target, const Span& columns, const Span& rows) {
+  if (columns.first >= columns.last) return;
   RowCopy copy(source, target, columns);
   const bool fromBelow = rows.target > rows.source;
   for (int64_t i = rows.first; i < rows.last; ++i) {
