@@ -30,9 +30,12 @@ void toSystem(const void* picture) {
   kx_gen::DeleteGdiObject(bitmap);
 }
 
+/// A large picture only once, since every pixel is looked at and the whole may take a second.
 void shrink(void* dib) {
-  for (const unsigned short side : {1, 7, 100}) {
+  constexpr unsigned long kLargeSize = 1u << 20;
+  for (const unsigned short side : {7, 1, 100}) {
     const Handle shrunk(kx_gen::ShrinkDIB(dib, side, side));
+    if (MemGetSize(dib) > kLargeSize) return;
   }
 }
 
