@@ -503,17 +503,17 @@ void TakeView(JsonObject& file, View& view) {
   if (json == nullptr) return;
   const JsonPlace place = file.PlaceOf("view");
   JsonObject object(*json, place);
-  json::VisitView(object, view);
+  VisitView(object, view);
   if (const Json* window = object.Find("window")) {
     const JsonPlace at = object.PlaceOf("window");
     JsonObject inner(*window, at);
-    json::VisitWindow(inner, view.window);
+    VisitWindow(inner, view.window);
     inner.Finish();
   }
   if (const Json* font = object.Find("font")) {
     const JsonPlace at = object.PlaceOf("font");
     JsonObject inner(*font, at);
-    json::VisitFont(inner, view.font);
+    VisitFont(inner, view.font);
     inner.Finish();
   }
   object.Finish();
@@ -534,7 +534,7 @@ void TakeItems(JsonObject& object, Take take) {
 void TakeProperties(JsonObject& object, Outline& outline) {
   outline.title = json::kNewTitle;
   object("title", outline.title, outline.title);
-  json::VisitShared(object, outline.shared);
+  VisitShared(object, outline.shared);
   TakeNumbering(object, outline.shared);
   TakeView(object, outline.view);
   object("deletedIds", outline.deletedIds, {});

@@ -135,12 +135,12 @@ OrderedJson JsonOf(const Category& category) {
 
 OrderedJson JsonOf(const View& view, bool& isCleaned) {
   ObjectWriter object;
-  json::VisitView(object, view);
+  VisitView(object, view);
   ObjectWriter window;
-  json::VisitWindow(window, view.window);
+  VisitWindow(window, view.window);
   object.SetUnlessEmpty("window", window.Take());
   ObjectWriter font;
-  json::VisitFont(font, view.font);
+  VisitFont(font, view.font);
   isCleaned = font.IsCleaned();
   object.SetUnlessEmpty("font", font.Take());
   return object.Take();
@@ -179,7 +179,7 @@ void PutOutline(ObjectWriter& object, const Outline& outline) {
   object("title", outline.title, std::string(json::kNewTitle));
   const bool isTitleCleaned = object.IsCleaned();
   ObjectWriter shared;
-  json::VisitShared(shared, outline.shared);
+  VisitShared(shared, outline.shared);
   const bool isSharedCleaned = shared.IsCleaned();
   const OrderedJson fields = shared.Take();
   for (const auto& [key, value] : fields.items()) object.Set(key.c_str(), value);

@@ -10,6 +10,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "formats/SharedKeys.h"
 #include "formats/XmlBuild.h"
 
 namespace kxo::opml {
@@ -238,78 +239,60 @@ void VisitExtras(Direction& visit, const std::string& name, ExtrasOrConst& extra
   visit(name + "Stored", extras.stored);
 }
 
+/// Items of other outliners are new here.
+Item NewItem() {
+  Item item;
+  item.isNew = true;
+  return item;
+}
+
 template <class Direction, class ItemOrConst>
 void VisitItem(Direction& visit, ItemOrConst& item) {
-  visit("id", item.id, uint32_t{0});
-  visit("new", item.isNew, true);
-  visit("changed", item.changed, false);
-  visit("deleted", item.deleted, false);
-  visit("empty", item.empty, false);
-  visit("archived", item.archived, false);
-  visit("sortChanged", item.sortChanged, false);
+  static const Item kUsual = NewItem();
+  visit("id", item.id, kUsual.id);
+  VisitFlags(visit, item, kUsual);
   VisitExtras(visit, "row", item.extras);
 }
 
-template <class Direction, class FontOrConst>
-void VisitFont(Direction& visit, FontOrConst& font) {
-  static const Font kUsual;
-  visit("fontName", font.name, kUsual.name);
-  visit("fontHeight", font.height, kUsual.height);
-  visit("fontWidth", font.width, kUsual.width);
-  visit("fontEscapement", font.escapement, kUsual.escapement);
-  visit("fontOrientation", font.orientation, kUsual.orientation);
-  visit("fontWeight", font.weight, kUsual.weight);
-  visit("fontItalic", font.italic, kUsual.italic);
-  visit("fontUnderline", font.underline, kUsual.underline);
-  visit("fontStrikeOut", font.strikeOut, kUsual.strikeOut);
-  visit("fontCharSet", font.charSet, kUsual.charSet);
-  visit("fontOutPrecision", font.outPrecision, kUsual.outPrecision);
-  visit("fontClipPrecision", font.clipPrecision, kUsual.clipPrecision);
-  visit("fontQuality", font.quality, kUsual.quality);
-  visit("fontPitchAndFamily", font.pitchAndFamily, kUsual.pitchAndFamily);
-  visit("fontColor", font.color, kUsual.color);
-}
+/// Puts a word in front of the names, which then go on with a capital letter.
+template <class Direction>
+class Prefixed {
+ public:
+  Prefixed(Direction& visit, std::string prefix) : visit_(visit), prefix_(std::move(prefix)) {}
+  template <class Value, class Usual>
+  void operator()(std::string name, Value& value, const Usual& usual) {
+    name.front() = static_cast<char>(name.front() - 'a' + 'A');
+    visit_(prefix_ + name, value, usual);
+  }
 
-template <class Direction, class WindowOrConst>
-void VisitWindow(Direction& visit, WindowOrConst& window) {
-  static const WindowPlace kUsual;
-  visit("windowFlags", window.flags, kUsual.flags);
-  visit("windowShowCommand", window.showCommand, kUsual.showCommand);
-  visit("windowMinimized", window.minimized, kUsual.minimized);
-  visit("windowMaximized", window.maximized, kUsual.maximized);
-  visit("windowNormal", window.normal, kUsual.normal);
-}
+ private:
+  Direction& visit_;
+  std::string prefix_;
+};
 
 template <class Direction, class ViewOrConst>
-void VisitView(Direction& visit, ViewOrConst& view) {
-  static const View kUsual;
-  visit("showCheckedItems", view.showCheckedItems, kUsual.showCheckedItems);
-  visit("showHeadingsMode", view.showHeadingsMode, kUsual.showHeadingsMode);
-  visit("selectedIndex", view.selectedIndex, kUsual.selectedIndex);
-  visit("topIndex", view.topIndex, kUsual.topIndex);
-  VisitWindow(visit, view.window);
-  VisitFont(visit, view.font);
+void VisitViewFields(Direction& visit, ViewOrConst& view) {
+  VisitView(visit, view);
+  Prefixed window(visit, "window");
+  VisitWindow(window, view.window);
+  Prefixed font(visit, "font");
+  VisitFont(font, view.font);
   VisitExtras(visit, "private", view.extras);
 }
 
 template <class Direction, class SharedOrConst>
-void VisitShared(Direction& visit, SharedOrConst& shared) {
+void VisitSharedFields(Direction& visit, SharedOrConst& shared) {
   static const SharedFields kUsual;
-  visit("category", shared.category, kUsual.category);
-  visit("matchName", shared.matchName, kUsual.matchName);
-  visit("private", shared.isPrivate, kUsual.isPrivate);
-  visit("synchronized", shared.synchronized, kUsual.synchronized);
-  visit("outlineChanged", shared.outlineChanged, kUsual.outlineChanged);
+  VisitShared(visit, shared);
   visit("numbering", shared.numbering, kUsual.numbering);
-  visit("numberingDivider", shared.numberingDivider, kUsual.numberingDivider);
   VisitExtras(visit, "shared", shared.extras);
 }
 
 template <class Direction, class OutlineOrConst>
 void VisitOutline(Direction& visit, OutlineOrConst& outline) {
   static const HeaderTable kUsual = NewHeaders();
-  VisitShared(visit, outline.shared);
-  VisitView(visit, outline.view);
+  VisitSharedFields(visit, outline.shared);
+  VisitViewFields(visit, outline.view);
   visit("slots", outline.headers.slots, kUsual.slots);
   visit("unknownHeaders", outline.headers.unknown, kUsual.unknown);
   VisitExtras(visit, "conduit", outline.headers.conduit);
