@@ -48,6 +48,7 @@ class Escaper {
   bool NeedsBackslash(char c) const;
   bool NeedsBackslashAtStart(char c) const;
   bool EndsListNumber() const;
+  bool MayBeginAddress() const;
 
   std::string_view text_;
   size_t indent_;
@@ -99,7 +100,7 @@ bool Escaper::NeedsBackslash(char c) const {
     case '&':
       return After() == '#' || IsLetter(After());
     case '<':
-      return IsLetter(After()) || IsOneOf(After(), "/!?");
+      return IsLetter(After()) || IsOneOf(After(), "/!?") || MayBeginAddress();
     case '#':
       return IsLineStart() || !mayBreak_;
     default:
@@ -117,6 +118,13 @@ bool Escaper::EndsListNumber() const {
   size_t start = pos_;
   while (start > 0 && IsDigit(text_[start - 1])) --start;
   return start < pos_ && (start == 0 || text_[start - 1] == '\n');
+}
+
+/// Whether an address of electronic mail may follow, which in angle brackets is a link.
+bool Escaper::MayBeginAddress() const {
+  size_t end = pos_ + 1;
+  while (IsWordCharacter(At(end)) || IsOneOf(At(end), ".!#$%&'*+/=?^_`{|}~-"sv)) ++end;
+  return end > pos_ + 1 && At(end) == '@';
 }
 
 /// The paragraphs of a note: two line breaks lie between them, not more and not at the ends.

@@ -49,6 +49,7 @@ const std::vector<std::wstring>& TrickyTexts() {
       L"[link](address) ![picture](address) [ref]: /address [^1]",
       L"<b>bold</b> <!-- comment --> </b> <?pi?> <http://x.y> <a@b.c>",
       L"<!-- -->",
+      L"<1@b.c> <./a@b.c> <=@b> << a <= b <- c @ d <>",
       L"a < b > c & d &amp; &lt; &#65; &#x41; &copy; \"quoted\" 'so'",
       L"]]> <![CDATA[",
       L"</script></summary></details>",
