@@ -74,6 +74,14 @@ TEST_F(Convert, DocumentsByNameGoIntoTheFolderItself) {
   EXPECT_THAT(FilesIn("out"), ElementsAre("one.txt", "two.txt"));
 }
 
+TEST_F(Convert, TheFolderForResultsMayBeNamedByWayOfAnother) {
+  MakeDocument(PathOf("in") / "deep" / "one.kxo");
+  const ProgramRun run =
+      Kxo({"convert", "in", "--to", "text", "--out-dir", NameOf(PathOf("in") / ".." / "out")});
+  EXPECT_EQ(run.err, "kxo: 1 document: 1 converted\n");
+  EXPECT_THAT(FilesIn("out"), ElementsAre("deep/one.txt"));
+}
+
 TEST_F(Convert, WhatIsUpToDateIsLeftAlone) {
   MakeDocument(PathOf("in") / "a.kxo");
   MakeDocument(PathOf("in") / "b.kxo");

@@ -170,9 +170,11 @@ LibraryName::LibraryName(const fs::path& file) {
     name_ = ToWide(file.native());
     return;
   }
-  // Saving through a link makes what it leads to, as long as the folder is there.
-  alias_ = MakeAlias(file);
-  name_ = ToWide(alias_.filename().native());
+  // A file can be made in a folder behind a link. Behind a link of its own only a save makes it.
+  const fs::path last = file.filename();
+  const bool onlyFolder = file.has_parent_path() && IsPlainForLibrary(last);
+  alias_ = MakeAlias(onlyFolder ? file.parent_path() : file);
+  name_ = ToWide((onlyFolder ? alias_.filename() / last : alias_.filename()).native());
 }
 
 LibraryName::~LibraryName() {

@@ -63,6 +63,8 @@ TEST_F(SystemFiles, EveryFolderThatTheSystemTakesIsTaken) {
     EXPECT_EQ(Kxo({"import", "in.opml"}).exitCode, 0) << name;
     EXPECT_EQ(Kxo({"import", "in.opml", "--force"}).exitCode, 0) << name;
     EXPECT_EQ(Kxo({"show", "in.kxo"}).out, "T\n- 1\n") << name;
+    EXPECT_EQ(Kxo({"export", "in.kxo", "-o", "in.txt"}).exitCode, 0) << name;
+    EXPECT_EQ(UserFile(fs::path(name) / "in.txt"), "T\n\n1\n") << name;
   }
   EXPECT_THAT(fs::directory_iterator(StateFolder())->path().filename(), "FileIO.txt");
 }
