@@ -2,9 +2,11 @@
 
 #include <CLI/App.hpp>
 #include <algorithm>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "Export.h"
@@ -59,6 +61,14 @@ void WriteToStandardOutput(const std::string& name, const Exported& exported) {
   SayAll(name, exported.told);
 }
 
+/// Whoever replaces a document by what is made of it, loses what the format does not carry.
+void CheckIsOther(const std::string& name, const std::filesystem::path& out,
+                  const std::filesystem::path& in) {
+  std::error_code error;
+  if (!std::filesystem::equivalent(out, in, error)) return;
+  throw FileFailure(kExitSystem, name, "this is the document itself", "choose another with -o");
+}
+
 void RunExport(const Session& session, const ExportOptions& options) {
   const Format& format = ChosenFormat(options);
   const InputPlace in(session, options.file);
@@ -66,7 +76,9 @@ void RunExport(const Session& session, const ExportOptions& options) {
     return WriteToStandardOutput(in.GetName(),
                                  WriteAs(format, ReadFor(format, in.GetName(), in.GetPath()), {}));
   }
-  const ExportTarget target(options.out, session.PlaceForFile(options.out), options.force);
+  const std::filesystem::path out = session.PlaceForFile(options.out);
+  CheckIsOther(options.out, out, in.GetPath());
+  const ExportTarget target(options.out, out, options.force);
   const Contents contents = ReadFor(format, in.GetName(), in.GetPath());
   const Exported exported = target.Write(format, contents);
   SayAll(in.GetName(), exported.told);

@@ -97,6 +97,18 @@ TEST_F(Export, AFolderIsNeverReplaced) {
   EXPECT_THAT(missing.err, HasSubstr("its folder cannot be used"));
 }
 
+TEST_F(Export, TheDocumentIsNeverReplacedByWhatIsMadeOfIt) {
+  MakeDocument();
+  const std::string bytes = UserFile("plan.kxo");
+  for (const char* out : {"plan.kxo", "./plan.kxo"}) {
+    const ProgramRun run = Kxo({"export", "plan.kxo", "--to", "json", "-o", out, "--force"});
+    EXPECT_EQ(run.exitCode, 2);
+    EXPECT_EQ(run.err, std::string("kxo: ") + out +
+                           ": this is the document itself; choose another with -o\n");
+  }
+  EXPECT_EQ(UserFile("plan.kxo"), bytes);
+}
+
 TEST_F(Export, ADamagedDocumentLeavesTheOldFile) {
   WriteUserFile("bad.kxo", "no document");
   WriteUserFile("old.txt", "old");
