@@ -13,6 +13,7 @@
 #include "Output.h"
 #include "System.h"
 #include "Text.h"
+#include "commands/CodePageOption.h"
 #include "commands/Commands.h"
 #include "commands/FormatOption.h"
 #include "formats/Format.h"
@@ -112,6 +113,11 @@ void TellOfTitle(const std::string& in, const std::string& whole, const std::str
       whole + "\"");
 }
 
+bool IsSameFile(const fs::path& one, const fs::path& other) {
+  std::error_code error;
+  return fs::equivalent(one, other, error);
+}
+
 /// The place of a file that is read; empty for standard input.
 fs::path InputPlace(const Session& session, const std::string& name) {
   return name == kStandardStream ? fs::path() : session.ExistingFile(name);
@@ -145,7 +151,7 @@ ImportSource SourceOf(const Session& session, const ImportOptions& options, cons
 size_t ImportOutline(const Format& format, const ImportSource& source, const Target& target) {
   ImportNotes notes;
   Outline outline = format.read(source, notes);
-  if (outline.title.empty()) outline.title = DefaultTitle();
+  if (outline.title.empty() && !notes.HasEmptyTitle()) outline.title = DefaultTitle();
   for (const std::string& line : notes.Lines()) Say(source.name + ": " + line);
 
   Document document(target.GetName());
@@ -167,7 +173,9 @@ void RunImport(const Session& session, const ImportOptions& options) {
   const fs::path in = InputPlace(session, options.in);
   const std::string outName = OutNameOf(options);
   const fs::path out = session.PlaceForFile(outName);
-  if (out == in) FailForExisting(outName);
+  if (IsSameFile(out, in)) {
+    throw FileFailure(kExitSystem, outName, "this is the file to import", "choose another with -o");
+  }
   const Target target(outName, out, options.force);
   const ImportSource source = SourceOf(session, options, in);
   const size_t count = format.readAll != nullptr ? ImportAll(format, source, target)
@@ -195,6 +203,7 @@ void AddImport(CLI::App& app, ChosenCommand& chosen) {
   command->add_option("-o,--output", options->out, "The document to make; else IN as .kxo")
       ->type_name("OUT");
   command->add_flag("--force", options->force, "Replace the document if it exists");
+  AddCodePageOption(*command);
   command->callback([options, &chosen] {
     chosen = [options](const Session& session) { RunImport(session, *options); };
   });

@@ -15,6 +15,9 @@ class ImportNotes {
   void CountElement(const std::string& name) { ++elements_[name]; }
   void CountMarkup(const std::string& kind) { ++markup_[kind]; }
   void CountText() { ++texts_; }
+  /// The file says that the title is empty, which is not to have none.
+  void KeepEmptyTitle() { hasEmptyTitle_ = true; }
+  bool HasEmptyTitle() const { return hasEmptyTitle_; }
   void Say(const std::string& sentence) { sentences_.push_back(sentence); }
 
   std::vector<std::string> Lines() const;
@@ -30,6 +33,7 @@ class ImportNotes {
   Counts elements_;
   Counts markup_;
   size_t texts_ = 0;
+  bool hasEmptyTitle_ = false;
 };
 
 }  // namespace kxo

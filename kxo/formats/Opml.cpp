@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <optional>
 #include <pugixml.hpp>
 #include <string_view>
@@ -66,7 +67,7 @@ class OpmlReader {
   void ReadHead(const pugi::xml_node& head);
   void ReadHeadlines(const pugi::xml_node& parent, unsigned level);
   unsigned ReadHeadline(const pugi::xml_node& headline, unsigned level, unsigned most);
-  unsigned LevelOf(const pugi::xml_node& headline, unsigned least, unsigned most) const;
+  unsigned LevelOf(const pugi::xml_node& headline, unsigned least, unsigned most);
   Item ItemOf(const pugi::xml_node& headline);
   void TakeOwnFields(const pugi::xml_node& headline, Item& item);
   std::optional<Drawing> DrawingIn(const std::string& pictureName);
@@ -167,6 +168,7 @@ void OpmlReader::ReadHead(const pugi::xml_node& head) {
   }
   if (const pugi::xml_attribute title = OwnAttribute(head, opml::kTitle)) {
     outline_.title = title.value();
+    if (outline_.title.empty()) notes_.KeepEmptyTitle();
   }
 }
 
@@ -202,9 +204,18 @@ unsigned OpmlReader::ReadHeadline(const pugi::xml_node& headline, unsigned level
 
 /// Our attribute tells the level of an item that skips some. It must not change whose child the
 /// item is: nobody keeps others from moving headlines about.
-unsigned OpmlReader::LevelOf(const pugi::xml_node& headline, unsigned least, unsigned most) const {
-  const unsigned level = OwnAttribute(headline, opml::kLevel).as_uint(least);
-  return std::clamp(level, least, most);
+unsigned OpmlReader::LevelOf(const pugi::xml_node& headline, unsigned least, unsigned most) {
+  const pugi::xml_attribute attribute = OwnAttribute(headline, opml::kLevel);
+  if (!attribute) return least;
+  unsigned level = 0;
+  const std::string_view text = attribute.value();
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, level);
+  if (error == std::errc() && stop == end && level <= Outline::kMaxLevel) {
+    return std::clamp(level, least, most);
+  }
+  notes_.CountAttribute(attribute.name());
+  return least;
 }
 
 Item OpmlReader::ItemOf(const pugi::xml_node& headline) {

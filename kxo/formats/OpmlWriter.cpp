@@ -81,7 +81,7 @@ void OpmlWriter::WriteHead(pugi::xml_node root) {
   AddText(AddElement(head, "title"), title);
   AddText(AddElement(head, "expansionState"), expansionState_);
   const bool isTrimmed = Trimmed(title) == title && title.find('\r') == std::string::npos;
-  if (!isTrimmed) AddOwn(head, opml::kTitle, title);
+  if (!isTrimmed || title.empty()) AddOwn(head, opml::kTitle, title);
   opml::WriteFields(outline_, head, clean_);
 }
 

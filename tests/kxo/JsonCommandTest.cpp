@@ -68,6 +68,21 @@ TEST_F(JsonCommand, StandardInputAndOutputWillDo) {
   EXPECT_EQ(UserFile("copy.kxo"), UserFile("plan.kxo"));
 }
 
+TEST_F(JsonCommand, TextsOfOtherRegionsComeBackByteForByteInTheirCodePage) {
+  kx_gen::setNarrowCodePage(1251);
+  WriteDocument("plan.kxo", [](COutlineDB& db) {
+    db.SetOutlineTitle(L"\u041F\u043B\u0430\u043D");
+    AddRow(db, 0, L"\u0414\u0430").SetNote(L"\u041D\u0435\u0442");
+  });
+  kx_gen::setNarrowCodePage(0);
+  for (const char* name : {"plan.json", "plan.opml"}) {
+    EXPECT_EQ(Kxo({"export", "plan.kxo", "-o", name, "--codepage", "1251"}).exitCode, 0);
+    EXPECT_THAT(UserFile(name), HasSubstr("\u0414\u0430"));
+    EXPECT_EQ(Kxo({"import", name, "-o", "copy.kxo", "--force", "--codepage", "1251"}).exitCode, 0);
+    EXPECT_EQ(UserFile("copy.kxo"), UserFile("plan.kxo")) << name;
+  }
+}
+
 TEST_F(JsonCommand, WhatIsNoSuchFileIsToldWithItsPlace) {
   for (const char* text : {"", "{", "[]", R"({"kind":"outline","items":[{"text":5}]})"}) {
     WriteUserFile("bad.json", text);

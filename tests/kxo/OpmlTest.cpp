@@ -126,12 +126,13 @@ TEST_F(Opml, OurAttributesAreTakenUpUnderAnyPrefix) {
 }
 
 TEST_F(Opml, ValuesThatMakeNoSenseAreCountedAndNotTaken) {
-  const StoredDocument document = DocumentOf(
-      R"(<head k:numbering="1 2" k:slots="x" k:sharedStored="0g"/>)",
-      R"(<outline text="a" k:id="-1" k:new="maybe"/><outline text="b" k:id="4294967296"/>)");
+  const StoredDocument document =
+      DocumentOf(R"(<head k:numbering="1 2" k:slots="x" k:sharedStored="0g"/>)",
+                 R"(<outline text="a" k:id="-1" k:new="maybe" k:level="x"/>)"
+                 R"(<outline text="b" k:id="4294967296" k:level="256"/>)");
   EXPECT_THAT(document.rows, ElementsAre(Row(0, L"a"), Row(0, L"b")));
-  EXPECT_THAT(err_, HasSubstr("not carried: attributes k:id (2), k:new (1), k:numbering (1), "
-                              "k:sharedStored (1), k:slots (1)\n"));
+  EXPECT_THAT(err_, HasSubstr("not carried: attributes k:id (2), k:level (2), k:new (1), "
+                              "k:numbering (1), k:sharedStored (1), k:slots (1)\n"));
 }
 
 TEST_F(Opml, LevelsNeverMakeAHeadlineAnothersChild) {
@@ -148,6 +149,13 @@ TEST_F(Opml, TitlesWithBlanksAroundComeBack) {
   EXPECT_EQ(Kxo({"export", "a.kxo", "-o", "a.opml"}).exitCode, 0);
   EXPECT_EQ(Kxo({"import", "a.opml", "-o", "b.kxo"}).exitCode, 0);
   EXPECT_EQ(ReadDocument("b.kxo").title, L" a \r\n b ");
+}
+
+TEST_F(Opml, AnEmptyTitleComesBack) {
+  WriteDocument("a.kxo", [](COutlineDB& db) { db.SetOutlineTitle(L""); });
+  EXPECT_EQ(Kxo({"export", "a.kxo", "-o", "a.opml"}).exitCode, 0);
+  EXPECT_EQ(Kxo({"import", "a.opml", "-o", "b.kxo"}).exitCode, 0);
+  EXPECT_EQ(UserFile("b.kxo"), UserFile("a.kxo"));
 }
 
 }  // namespace
