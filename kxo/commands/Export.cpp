@@ -103,7 +103,8 @@ void AddExport(CLI::App& app, ChosenCommand& chosen) {
       "The file appears whole or not at all.\n");
   command->add_option("FILE", options->file, "The document; - is standard input")->required();
   AddToOption(*command, options->format);
-  command->add_option("-o,--output", options->out, "The file to make; else standard output")
+  command
+      ->add_option("-o,--output", options->out, "The file to make; else, or for -, standard output")
       ->type_name("OUT");
   command->add_flag("--force", options->force, "Replace the file if it exists");
   AddCodePageOption(*command);

@@ -3,6 +3,7 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -11,6 +12,7 @@
 #include "Failure.h"
 #include "InputFile.h"
 #include "Output.h"
+#include "PipedDocument.h"
 #include "System.h"
 #include "Text.h"
 #include "commands/CodePageOption.h"
@@ -48,26 +50,47 @@ std::string OutNameOf(const ImportOptions& options) {
   return NameOf(PathOf(options.in).replace_extension(".kxo"));
 }
 
-/// The file to be.
+bool IsSameFile(const fs::path& one, const fs::path& other) {
+  std::error_code error;
+  return fs::equivalent(one, other, error);
+}
+
+/// The document to be.
 class Target {
  public:
-  Target(std::string name, const fs::path& path, bool force);
+  /// `in` is the file that is imported.
+  Target(const Session& session, const std::string& name, const fs::path& in, bool force);
 
   const std::string& GetName() const { return name_; }
-  void Save(Document& document) const { document.Save(path_, force_); }
-  void Save(const Contents& contents) const { SaveContents(name_, contents, path_, force_); }
+  void Save(Document& document) const;
+  void Save(const Contents& contents) const;
 
  private:
+  void CheckPlace(const fs::path& in) const;
   void CheckReplaceable() const;
 
   std::string name_;
-  fs::path path_;
   bool force_;
+  std::optional<PipedDocument> piped_;  // for standard output
+  fs::path path_;
 };
 
+Target::Target(const Session& session, const std::string& name, const fs::path& in, bool force)
+    : name_(name), force_(force) {
+  if (name == kStandardStream) {
+    name_ = PipedDocument::GetName();
+    path_ = piped_.emplace().GetPath();
+  } else {
+    path_ = session.PlaceForFile(name);
+    CheckPlace(in);
+  }
+}
+
 /// What would be refused in the end is refused before the work.
-Target::Target(std::string name, const fs::path& path, bool force)
-    : name_(std::move(name)), path_(path), force_(force) {
+void Target::CheckPlace(const fs::path& in) const {
+  if (IsSameFile(path_, in)) {
+    throw FileFailure(kExitSystem, name_, "this is the file to import", "choose another with -o");
+  }
   std::error_code error;
   if (!fs::exists(fs::symlink_status(path_, error))) return;
   if (!force_) FailForExisting(name_);
@@ -85,6 +108,16 @@ void Target::CheckReplaceable() const {
     kx_gen::CFile file;
     file.Open(libraryName.get(), kx_gen::CFile::modeReadWrite | kx_gen::CFile::shareExclusive);
   });
+}
+
+void Target::Save(Document& document) const {
+  document.Save(path_, force_);
+  if (piped_) piped_->Send();
+}
+
+void Target::Save(const Contents& contents) const {
+  SaveContents(name_, contents, path_, force_);
+  if (piped_) piped_->Send();
 }
 
 /// Formats other than our own need not tell a title; a document gets the library's then.
@@ -111,11 +144,6 @@ void TellOfTitle(const std::string& in, const std::string& whole, const std::str
   if (whole.empty() || whole == kept) return;
   Say(in + ": the title is longer than a .kxo document holds: cut to \"" + kept + "\" from \"" +
       whole + "\"");
-}
-
-bool IsSameFile(const fs::path& one, const fs::path& other) {
-  std::error_code error;
-  return fs::equivalent(one, other, error);
 }
 
 /// The place of a file that is read; empty for standard input.
@@ -171,16 +199,11 @@ size_t ImportAll(const Format& format, const ImportSource& source, const Target&
 void RunImport(const Session& session, const ImportOptions& options) {
   const Format& format = ChosenFormat(options);
   const fs::path in = InputPlace(session, options.in);
-  const std::string outName = OutNameOf(options);
-  const fs::path out = session.PlaceForFile(outName);
-  if (IsSameFile(out, in)) {
-    throw FileFailure(kExitSystem, outName, "this is the file to import", "choose another with -o");
-  }
-  const Target target(outName, out, options.force);
+  const Target target(session, OutNameOf(options), in, options.force);
   const ImportSource source = SourceOf(session, options, in);
   const size_t count = format.readAll != nullptr ? ImportAll(format, source, target)
                                                  : ImportOutline(format, source, target);
-  Say(outName + ": written, " + Counted(count, "item"));
+  Say(target.GetName() + ": written, " + Counted(count, "item"));
 }
 
 }  // namespace
@@ -200,7 +223,9 @@ void AddImport(CLI::App& app, ChosenCommand& chosen) {
       "counted. A file whose name tells no format is read as OPML.\n");
   command->add_option("IN", options->in, "The file; - is standard input")->required();
   AddFromOption(*command, options->format);
-  command->add_option("-o,--output", options->out, "The document to make; else IN as .kxo")
+  command
+      ->add_option("-o,--output", options->out,
+                   "The document to make; else IN as .kxo; - is standard output")
       ->type_name("OUT");
   command->add_flag("--force", options->force, "Replace the document if it exists");
   AddCodePageOption(*command);

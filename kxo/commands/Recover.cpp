@@ -1,6 +1,5 @@
 #include <CLI/App.hpp>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <optional>
 #include <string>
@@ -12,9 +11,9 @@
 #include "InputFile.h"
 #include "LibraryErrors.h"
 #include "Output.h"
+#include "PipedDocument.h"
 #include "SafeSave.h"
 #include "System.h"
-#include "TemporaryFolder.h"
 #include "Text.h"
 #include "commands/CodePageOption.h"
 #include "commands/Commands.h"
@@ -44,7 +43,7 @@ struct RecoverOptions {
 };
 
 std::string OutputName(const std::string& name) {
-  return name == kStandardStream ? "standard output" : name;
+  return name == kStandardStream ? PipedDocument::GetName() : name;
 }
 
 /// Where the document goes.
@@ -54,27 +53,24 @@ class Destination {
   void Save(Rebuilder& rebuilder);
 
  private:
-  bool IsStandardOutput() const { return name_ == kStandardStream; }
   void Write(Rebuilder& rebuilder, const fs::path& path, bool mayReplace) const;
   void CheckWritten(const Rebuilder& rebuilder, const fs::path& path) const;
-  void Copy(const fs::path& path) const;
 
   const Session& session_;
   std::string name_;
   bool force_;
-  fs::path path_;  // empty for standard output
+  std::optional<PipedDocument> piped_;  // for standard output
+  fs::path path_;
 };
 
 Destination::Destination(const Session& session, const RecoverOptions& options)
     : session_(session), name_(options.out), force_(options.force) {
-  if (IsStandardOutput()) {
+  if (name_ == kStandardStream) {
     if (options.json) {
       throw Failure(kExitSystem,
                     "the document and JSON cannot both go to standard output; name a file with -o");
     }
-    if (WritesToTerminal()) {
-      throw Failure(kExitSystem, "standard output is a terminal; redirect it, or name a file");
-    }
+    path_ = piped_.emplace().GetPath();
     return;
   }
   path_ = session.PlaceForFile(name_);
@@ -90,16 +86,9 @@ Destination::Destination(const Session& session, const RecoverOptions& options)
 }
 
 void Destination::Save(Rebuilder& rebuilder) {
-  if (!IsStandardOutput()) {
-    Write(rebuilder, path_, force_);
-    CheckWritten(rebuilder, path_);
-    return;
-  }
-  const TemporaryFolder folder;
-  const fs::path path = folder.GetPath() / "document";
-  Write(rebuilder, path, false);
-  CheckWritten(rebuilder, path);
-  Copy(path);
+  Write(rebuilder, path_, force_);
+  CheckWritten(rebuilder, path_);
+  if (piped_) piped_->Send();
 }
 
 void Destination::Write(Rebuilder& rebuilder, const fs::path& path, bool mayReplace) const {
@@ -122,15 +111,6 @@ void Destination::CheckWritten(const Rebuilder& rebuilder, const fs::path& path)
   if (totals.errors == 0 && totals.rows == rows.Count()) return;
   throw FileFailure(kExitSystem, name_, "reads back otherwise than it was written",
                     "check the disk");
-}
-
-void Destination::Copy(const fs::path& path) const {
-  constexpr size_t kPieceSize = 1u << 16;
-  std::ifstream in(path, std::ios::binary);
-  std::string piece(kPieceSize, '\0');
-  while (in.read(piece.data(), kPieceSize), in.gcount() > 0) {
-    WriteData(piece.substr(0, static_cast<size_t>(in.gcount())));
-  }
 }
 
 /// Tells of losses as they are found.

@@ -373,6 +373,18 @@ TEST_F(Import, TheSourceIsNeverItsOwnTarget) {
   EXPECT_EQ(UserFile("in.opml"), Opml(""));
 }
 
+TEST_F(Import, StandardOutputTakesTheDocument) {
+  ASSERT_EQ(ToolTest::Import(Opml("<outline text=\"1\"/>")).exitCode, 0);
+  WriteUserFile("in.json", Kxo({"export", "in.kxo", "--to", "json"}).out);
+  for (const char* in : {"in.opml", "in.json"}) {
+    const ProgramRun run = Kxo({"import", in, "-o", "-"});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(run.out, UserFile("in.kxo")) << in;
+    EXPECT_EQ(run.err, "kxo: standard output: written, 1 item\n");
+  }
+  EXPECT_THAT(UserFiles(), ElementsAre("in.json", "in.kxo", "in.opml"));
+}
+
 TEST_F(Import, AMissingSourceAndAFolderAreNamed) {
   const ProgramRun missing = Kxo({"import", "none.opml"});
   EXPECT_EQ(missing.exitCode, 2);

@@ -6,6 +6,7 @@ namespace kxo_test {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
 using New = ToolTest;
@@ -60,6 +61,22 @@ TEST_F(New, ADryRunMakesNothing) {
             "kxo: plan.kxo: would have made a document; nothing is written\n");
   EXPECT_EQ(Kxo({"new", "names.kxc", "--kind", "category", "--dry-run"}).exitCode, 0);
   EXPECT_THAT(UserFiles(), IsEmpty());
+}
+
+TEST_F(New, StandardOutputTakesIt) {
+  const ProgramRun run = Kxo({"new", "-", "--category", "Home"});
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_EQ(run.err, "kxo: standard output: made a document\n");
+  Kxo({"new", "Untitled.kxo", "--category", "Home"});
+  EXPECT_EQ(run.out, UserFile("Untitled.kxo"));
+  EXPECT_EQ(Kxo({"new", "-", "--dry-run"}).out, "");
+  EXPECT_THAT(UserFiles(), ElementsAre("Untitled.kxo"));
+}
+
+TEST_F(New, ATerminalTakesNoDocument) {
+  const ProgramRun run = KxoOnTerminal({"new", "-"});
+  EXPECT_EQ(run.exitCode, 2);
+  EXPECT_THAT(run.out, HasSubstr("standard output is a terminal; redirect it, or name a file"));
 }
 
 TEST_F(New, AFileThatExistsStays) {
