@@ -3,8 +3,8 @@
 #include <CLI/App.hpp>
 #include <algorithm>
 #include <filesystem>
+#include <map>
 #include <memory>
-#include <set>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -65,7 +65,7 @@ class Converting {
   const Format& format_;
   fs::path outFolder_;
   std::vector<Job> jobs_;
-  std::set<fs::path> taken_;
+  std::map<fs::path, fs::path> taken_;  // results, and the documents that they are of
   Progress progress_;
   std::vector<Failure> failures_;
   std::vector<std::string> told_;
@@ -126,12 +126,15 @@ void Converting::FindIn(const std::string& name, const fs::path& folder) {
   }
 }
 
+/// A document that is named twice is written once.
 void Converting::AddJob(const std::string& name, const fs::path& in, const fs::path& relative) {
   fs::path target = relative;
   target.replace_extension(PathOf(std::string(format_.extensions.front())));
-  if (taken_.insert(target).second) {
+  std::error_code error;
+  const auto [place, isFree] = taken_.emplace(target, in);
+  if (isFree) {
     jobs_.push_back({name, in, target});
-  } else {
+  } else if (!fs::equivalent(place->second, in, error)) {
     Keep(FileFailure(kExitSystem, name, "another document gives " + NameOf(target) + ", too",
                      "convert it into another folder"));
   }

@@ -130,6 +130,13 @@ TEST_F(Convert, TwoDocumentsNeverTakeTheSamePlace) {
   EXPECT_EQ(UserFile(PathOf("out") / "x.txt"), "T\n\nfirst\n");
 }
 
+TEST_F(Convert, ADocumentThatIsNamedTwiceIsWrittenOnce) {
+  MakeDocument(PathOf("a") / "x.kxo");
+  const ProgramRun run = ToText({"a/x.kxo", "./a/x.kxo", "a"});
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_EQ(run.err, "kxo: 1 document: 1 converted\n");
+}
+
 TEST_F(Convert, WithoutDocumentsThereIsNothingToDo) {
   fs::create_directory(User("in"));
   const ProgramRun run = ToText({"in"});
