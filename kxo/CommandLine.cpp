@@ -117,6 +117,10 @@ std::string WhatIsWrong(const CLI::App& app, const CLI::ParseError& error) {
   const bool isExtra = dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr;
   if (!rest.empty() && (lacksCommand || isExtra)) return WhatIsUnknown(rest.front(), command);
   if (lacksCommand) return "a command is missing";
+  // What is lacking may have been taken for an option.
+  if (!rest.empty() && rest.front().front() == '-') {
+    return WhatIsUnknown(rest.front(), command) + " (a text goes behind --)";
+  }
   return error.what();
 }
 

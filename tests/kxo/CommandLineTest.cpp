@@ -82,6 +82,8 @@ TEST_F(CommandLine, WrongLinesAreToldInOneLineThatNamesTheHelp) {
   EXPECT_EQ(told({"import"}), "kxo: IN is required; try kxo import --help\n");
   EXPECT_EQ(told({"show", "a.kxo", "--frobnicate"}),
             "kxo: there is no option --frobnicate; try kxo show --help\n");
+  EXPECT_EQ(told({"search", "-x", "a.kxo"}),
+            "kxo: there is no option -x (a text goes behind --); try kxo search --help\n");
   EXPECT_EQ(told({"show", "a.kxo", "b.kxo"}),
             "kxo: there is no place for b.kxo; try kxo show --help\n");
   EXPECT_EQ(told({"import", "a.opml", "-o"}),
