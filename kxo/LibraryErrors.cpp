@@ -21,6 +21,20 @@ bool HasNumberOf(const CException& e, kx_gen::MessageId message) {
 
 std::string DescriptionOf(const CException& e) { return Trimmed(FromWide(e.GetDescription())); }
 
+/// What to try with a file that is no document of this version; empty for others.
+const char* AdviceForForeign(const CException& e) {
+  if (HasNumberOf(e, kx_gen::kMsgCheckCode)) {
+    return "name a .kxo document, or make one of this file with kxo import";
+  }
+  return HasNumberOf(e, kx_gen::kMsgNewerVersion) ? "read it with a newer kxo" : "";
+}
+
+/// The advice goes on behind it.
+std::string WithoutStop(std::string sentence) {
+  if (!sentence.empty() && (sentence.back() == '.' || sentence.back() == '!')) sentence.pop_back();
+  return sentence;
+}
+
 /// A thrown null pointer says that memory ran out.
 [[noreturn]] void FailForMemory(const std::string& name) {
   throw FileFailure(kExitSystem, name, "there is not enough memory for it");
@@ -74,8 +88,7 @@ void FailForFile(const std::string& name, CFileException* e) {
 void FailForContents(const std::string& name, const std::string& where, CException* e) {
   if (e == nullptr) FailForMemory(name);
   const bool noMemory = HasNumberOf(*e, kx_gen::kMsgOutOfMemory);
-  const bool foreign =
-      HasNumberOf(*e, kx_gen::kMsgCheckCode) || HasNumberOf(*e, kx_gen::kMsgNewerVersion);
+  const std::string foreign = AdviceForForeign(*e);
   const bool endsEarly = HasNumberOf(*e, kx_gen::kMsgReadError);
   const bool isRefused = HasNumberOf(*e, kx_gen::kMsgFileIo);  // going to a place in the file
   const std::string wrong = endsEarly ? "the file ends too early" : DescriptionOf(*e);
@@ -85,7 +98,10 @@ void FailForContents(const std::string& name, const std::string& where, CExcepti
     throw FileFailure(kExitSystem, name, "the system does not read it at " + where,
                       "copy the file to another disk and try again");
   }
-  if (foreign) throw FileFailure(kExitDamaged, name, "cannot be read at " + where + ": " + wrong);
+  if (!foreign.empty()) {
+    throw FileFailure(kExitDamaged, name, "cannot be read at " + where + ": " + WithoutStop(wrong),
+                      foreign);
+  }
   throw FileFailure(kExitDamaged, name, "damaged at " + where + ": " + wrong, kTryACopy);
 }
 

@@ -59,7 +59,9 @@ constexpr size_t kFirstRow = kIdsOffset + 8;
 TEST_F(Damage, AnotherCheckCodeIsNotADocument) {
   const std::string told =
       "kxo: bad.kxo: cannot be read at offset 0 (the check code): The db check code is different. "
-      "This is not a .kxo file. Perhaps you renamed it from a .kxo.pdb file? That won't work.\n";
+      "This is not a .kxo file. Perhaps you renamed it from a .kxo.pdb file? That won't work; name "
+      "a .kxo "
+      "document, or make one of this file with kxo import\n";
   EXPECT_EQ(Told("<opml/> and more bytes"), told);
   EXPECT_EQ(Told(""), told);
   EXPECT_EQ(Told(good_.substr(0, 9)), told);
@@ -68,7 +70,7 @@ TEST_F(Damage, AnotherCheckCodeIsNotADocument) {
 TEST_F(Damage, AnotherVersionIsNamed) {
   EXPECT_EQ(Told(WithByte(format::kVersionOffset, 1)),
             "kxo: bad.kxo: cannot be read at offset 4 (the version): The db version is newer than "
-            "your application. Please update your application!\n");
+            "your application. Please update your application; read it with a newer kxo\n");
 }
 
 TEST_F(Damage, ACutHeaderTableIsNamed) {
