@@ -36,17 +36,8 @@ class OpenDb : public CCategoryDB {
   using CCategoryDB::SetVersionNum;
 };
 
-class CategoryDBTest : public kx_test::KxTest {
+class CategoryDBTest : public kx_test::NamedUnfiledTest {
  protected:
-  void SetUp() override {
-    kx_test::KxTest::SetUp();
-    CCategoryDB::setUnfiledCategoryName(L"Unfiled");
-  }
-  void TearDown() override {
-    CCategoryDB::setUnfiledCategoryName(L"");
-    kx_test::KxTest::TearDown();
-  }
-
   std::wstring file() const { return path(L"categories.db"); }
   void put(const Bytes& bytes) { kx_test::writeFile("categories.db", bytes); }
   Bytes content() { return kx_test::readFile("categories.db"); }

@@ -22,17 +22,8 @@ using kx_test::thrownBy;
 constexpr size_t kSharedSlot = 10 + 2 + 18 + 255;
 constexpr size_t kBehindShared = kSharedSlot + 512;
 
-class CategoryUpdateTest : public kx_test::KxTest {
+class CategoryUpdateTest : public kx_test::NamedUnfiledTest {
  protected:
-  void SetUp() override {
-    kx_test::KxTest::SetUp();
-    CCategoryDB::setUnfiledCategoryName(L"Unfiled");
-  }
-  void TearDown() override {
-    CCategoryDB::setUnfiledCategoryName(L"");
-    kx_test::KxTest::TearDown();
-  }
-
   /// A saved outline of this category with an item and a deleted id; nothing in it is changed.
   void make(const std::wstring& name, const wchar_t* category) {
     COutlineDB db;

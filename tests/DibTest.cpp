@@ -27,14 +27,13 @@ using kx_test::slice;
 using kx_test::Thrown;
 using kx_test::thrownBy;
 using kx_test::withField;
+using kx_test::header_at::kCompression;
+using kx_test::header_at::kHeight;
+using kx_test::header_at::kImageSize;
+using kx_test::header_at::kUsed;
+using kx_test::header_at::kWidth;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-constexpr size_t kWidth = 4;
-constexpr size_t kHeight = 8;
-constexpr size_t kCompression = 16;
-constexpr size_t kImageSize = 20;
-constexpr size_t kUsed = 32;
 
 constexpr uint32_t kWhite = 0xFFFFFF;
 

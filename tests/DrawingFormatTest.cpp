@@ -31,13 +31,12 @@ using kx_test::picture;
 using kx_test::pictureOf;
 using kx_test::slice;
 using kx_test::withField;
+using kx_test::header_at::kHeight;
+using kx_test::header_at::kImageSize;
+using kx_test::header_at::kUsed;
+using kx_test::header_at::kWidth;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-constexpr size_t kWidth = 4;
-constexpr size_t kHeight = 8;
-constexpr size_t kImageSize = 20;
-constexpr size_t kUsed = 32;
 
 constexpr uint32_t kFilledMax = 16u << 20;
 

@@ -30,11 +30,11 @@ using kx_test::tag;
 using kx_test::Thrown;
 using kx_test::thrownBy;
 using kx_test::withField;
+using kx_test::header_at::kImageSize;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 constexpr unsigned long kDrawing = 12;
-constexpr size_t kImageSize = 20;
 
 class DrawingRecordTest : public kx_test::KxTest {
  protected:

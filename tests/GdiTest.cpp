@@ -21,12 +21,11 @@ using kx_test::picture;
 using kx_test::pixelsOf;
 using kx_test::slice;
 using kx_test::withField;
+using kx_test::header_at::kBits;
+using kx_test::header_at::kCompression;
+using kx_test::header_at::kHeight;
+using kx_test::header_at::kWidth;
 using testing::IsEmpty;
-
-constexpr size_t kWidth = 4;
-constexpr size_t kHeight = 8;
-constexpr size_t kBits = 14;
-constexpr size_t kCompression = 16;
 
 /// A bitmap or palette of the system, deleted at the end of its scope.
 template <class Object>

@@ -25,17 +25,8 @@ class OpenDb : public COutlineDB {
   using COutlineDB::GetSharedHeaderPtr;
 };
 
-class GoldenFileTest : public kx_test::KxTest {
+class GoldenFileTest : public kx_test::NamedUnfiledTest {
  protected:
-  void SetUp() override {
-    kx_test::KxTest::SetUp();
-    CCategoryDB::setUnfiledCategoryName(L"Unfiled");
-  }
-  void TearDown() override {
-    CCategoryDB::setUnfiledCategoryName(L"");
-    kx_test::KxTest::TearDown();
-  }
-
   std::wstring file() const { return path(L"golden"); }
   void put(const std::string& name) { kx_test::writeFile("golden", kx_test::golden(name)); }
   /// The file is the golden one; a difference shows as hex, with the first differing offset.

@@ -80,16 +80,12 @@ std::unique_ptr<MemFile> newFile(int kind) {
   return std::make_unique<SharedFile>(2, 100);
 }
 
-class MemoryDatabaseTest : public kx_test::KxTest, public ::testing::WithParamInterface<int> {
+class MemoryDatabaseTest : public kx_test::NamedUnfiledTest,
+                           public ::testing::WithParamInterface<int> {
  protected:
   void SetUp() override {
-    kx_test::KxTest::SetUp();
-    CCategoryDB::setUnfiledCategoryName(L"Unfiled");
+    kx_test::NamedUnfiledTest::SetUp();
     file_ = newFile(GetParam());
-  }
-  void TearDown() override {
-    CCategoryDB::setUnfiledCategoryName(L"");
-    kx_test::KxTest::TearDown();
   }
   MemFile& file() { return *file_; }
 

@@ -27,14 +27,13 @@ using kx_test::pixelsOf;
 using kx_test::slice;
 using kx_test::withField;
 using kx_test::zeros;
+using kx_test::header_at::kBits;
+using kx_test::header_at::kCompression;
+using kx_test::header_at::kHeight;
+using kx_test::header_at::kImageSize;
+using kx_test::header_at::kUsed;
+using kx_test::header_at::kWidth;
 using testing::IsEmpty;
-
-constexpr size_t kWidth = 4;
-constexpr size_t kHeight = 8;
-constexpr size_t kBits = 14;
-constexpr size_t kCompression = 16;
-constexpr size_t kImageSize = 20;
-constexpr size_t kUsed = 32;
 
 class NormalizeDibTest : public kx_test::KxTest {};
 

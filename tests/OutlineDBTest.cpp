@@ -45,17 +45,8 @@ class OpenDb : public COutlineDB {
   }
 };
 
-class OutlineDBTest : public kx_test::KxTest {
+class OutlineDBTest : public kx_test::NamedUnfiledTest {
  protected:
-  void SetUp() override {
-    kx_test::KxTest::SetUp();
-    CCategoryDB::setUnfiledCategoryName(L"Unfiled");
-  }
-  void TearDown() override {
-    CCategoryDB::setUnfiledCategoryName(L"");
-    kx_test::KxTest::TearDown();
-  }
-
   std::wstring file() const { return path(L"outline.kxo"); }
   void put(const Bytes& bytes) { kx_test::writeFile("outline.kxo", bytes); }
   Bytes content() { return kx_test::readFile("outline.kxo"); }

@@ -25,12 +25,12 @@ using kx_test::pictureOf;
 using kx_test::pixelsOf;
 using kx_test::slice;
 using kx_test::withField;
+using kx_test::header_at::kBits;
+using kx_test::header_at::kImageSize;
+using kx_test::header_at::kUsed;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr size_t kBits = 14;
-constexpr size_t kImageSize = 20;
-constexpr size_t kUsed = 32;
 constexpr size_t kIhdr = 16;  // width, height, depth, colour form ... in a PNG file
 constexpr uint16_t kDepths[] = {1, 4, 8, 24};
 

@@ -125,4 +125,14 @@ void KxTest::TearDown() {
 
 std::wstring KxTest::path(const std::wstring& name) const { return (folder_ / name).wstring(); }
 
+void NamedUnfiledTest::SetUp() {
+  KxTest::SetUp();
+  kx_gen::CCategoryDB::setUnfiledCategoryName(L"Unfiled");
+}
+
+void NamedUnfiledTest::TearDown() {
+  kx_gen::CCategoryDB::setUnfiledCategoryName(L"");
+  KxTest::TearDown();
+}
+
 }  // namespace kx_test

@@ -115,4 +115,12 @@ class KxTest : public ::testing::Test {
   std::filesystem::path before_;
 };
 
+/// The same, with a name for the unfiled category, which is there before the first database is
+/// made.
+class NamedUnfiledTest : public KxTest {
+ protected:
+  void SetUp() override;
+  void TearDown() override;
+};
+
 }  // namespace kx_test

@@ -29,6 +29,15 @@ struct Header {
   int32_t resolution = 0;
 };
 Bytes headerBytes(const Header& header);
+/// Where some of them lie.
+namespace header_at {
+constexpr size_t kWidth = 4;
+constexpr size_t kHeight = 8;
+constexpr size_t kBits = 14;
+constexpr size_t kCompression = 16;
+constexpr size_t kImageSize = 20;
+constexpr size_t kUsed = 32;
+}  // namespace header_at
 /// The bytes of one row.
 size_t rowSizeOf(size_t bits, size_t width);
 
