@@ -11,6 +11,7 @@
 #include "formats/JsonDrawing.h"
 #include "formats/JsonParse.h"
 #include "formats/JsonSchema.h"
+#include "formats/XmlText.h"
 
 namespace kxo {
 
@@ -585,10 +586,18 @@ void CheckVersion(JsonObject& object, Kind kind) {
   object.PlaceOf("version").Fail(std::to_string(expected), *version);
 }
 
+/// Shells of Windows save what a program prints as UTF-16, with a mark in front.
+std::string Utf8Of(const std::string& name, const std::string& bytes) {
+  const std::string mark = bytes.substr(0, 2);
+  if (mark != "\xFF\xFE" && mark != "\xFE\xFF") return bytes;
+  ImportNotes notes;  // there is nothing to guess
+  return PlainToUtf8(name, bytes, notes);
+}
+
 }  // namespace
 
 Contents ReadJson(const std::string& name, const std::string& bytes) {
-  const Json json = ParseJson(name, bytes);
+  const Json json = ParseJson(name, Utf8Of(name, bytes));
   const JsonPlace place(name);
   JsonObject object(json, place);
   Contents contents;

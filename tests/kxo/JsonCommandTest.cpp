@@ -68,6 +68,18 @@ TEST_F(JsonCommand, StandardInputAndOutputWillDo) {
   EXPECT_EQ(UserFile("copy.kxo"), UserFile("plan.kxo"));
 }
 
+TEST_F(JsonCommand, WhatAShellSavedAsUtf16IsRead) {
+  MakeDocument();
+  const std::string text = Kxo({"export", "plan.kxo", "--to", "json"}).out;
+  for (const bool isLittle : {true, false}) {
+    std::string saved = isLittle ? "\xFF\xFE" : "\xFE\xFF";
+    for (const char c : text) saved += isLittle ? std::string{c, '\0'} : std::string{'\0', c};
+    WriteUserFile("plan.json", saved);
+    EXPECT_EQ(Kxo({"import", "plan.json", "-o", "copy.kxo", "--force"}).exitCode, 0);
+    EXPECT_EQ(UserFile("copy.kxo"), UserFile("plan.kxo"));
+  }
+}
+
 TEST_F(JsonCommand, TextsOfOtherRegionsComeBackByteForByteInTheirCodePage) {
   kx_gen::setNarrowCodePage(1251);
   WriteDocument("plan.kxo", [](COutlineDB& db) {
