@@ -1,4 +1,5 @@
 #include <CLI/App.hpp>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -11,6 +12,8 @@
 #include "Document.h"
 #include "Failure.h"
 #include "InputFile.h"
+#include "KxFormat.h"
+#include "KxLittleEndian.h"
 #include "Output.h"
 #include "PipedDocument.h"
 #include "System.h"
@@ -196,11 +199,22 @@ size_t ImportAll(const Format& format, const ImportSource& source, const Target&
   return contents.CountItems();
 }
 
+/// A document needs no import.
+void CheckIsOther(const ImportSource& source) {
+  constexpr size_t kSize = sizeof(uint32_t);
+  if (source.bytes.size() < kSize) return;
+  const auto* bytes = reinterpret_cast<const unsigned char*>(source.bytes.data());
+  if (kx_gen::getLe32(bytes) != kx_gen::format::kCheckCode) return;
+  throw FileFailure(kExitSystem, source.name, "this is a .kxo file already",
+                    "kxo check tells what is in it");
+}
+
 void RunImport(const Session& session, const ImportOptions& options) {
   const Format& format = ChosenFormat(options);
   const fs::path in = InputPlace(session, options.in);
   const Target target(session, OutNameOf(options), in, options.force);
   const ImportSource source = SourceOf(session, options, in);
+  CheckIsOther(source);
   const size_t count = format.readAll != nullptr ? ImportAll(format, source, target)
                                                  : ImportOutline(format, source, target);
   Say(target.GetName() + ": written, " + Counted(count, "item"));

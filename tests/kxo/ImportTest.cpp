@@ -373,6 +373,14 @@ TEST_F(Import, TheSourceIsNeverItsOwnTarget) {
   EXPECT_EQ(UserFile("in.opml"), Opml(""));
 }
 
+TEST_F(Import, ADocumentNeedsNoImport) {
+  ASSERT_EQ(ToolTest::Import(Opml("")).exitCode, 0);
+  const ProgramRun run = Kxo({"import", "in.kxo", "-o", "out.kxo"});
+  EXPECT_EQ(run.exitCode, 2);
+  EXPECT_EQ(run.err, "kxo: in.kxo: this is a .kxo file already; kxo check tells what is in it\n");
+  EXPECT_THAT(UserFiles(), ElementsAre("in.kxo", "in.opml"));
+}
+
 TEST_F(Import, StandardOutputTakesTheDocument) {
   ASSERT_EQ(ToolTest::Import(Opml("<outline text=\"1\"/>")).exitCode, 0);
   WriteUserFile("in.json", Kxo({"export", "in.kxo", "--to", "json"}).out);
