@@ -4,6 +4,7 @@
 
 #include "DatabaseFile.h"
 #include "Failure.h"
+#include "FileKind.h"
 #include "Text.h"
 
 namespace kxo {
@@ -20,6 +21,7 @@ void CategoryDocument::OpenAndRead(const fs::path& file, bool mayEdit) {
   if (!fs::is_regular_file(file)) {
     throw FileFailure(kExitSystem, name_, "this is not a regular file", "name a category file");
   }
+  CheckKind(name_, file, salvage::Kind::kCategory);
   if (mayEdit) {
     OpenToEdit(*this, name_, file);
   } else {
@@ -28,6 +30,16 @@ void CategoryDocument::OpenAndRead(const fs::path& file, bool mayEdit) {
   InHeaderOf(*this, name_, kx_gen::format::kConduitHeaderId, [this] { ReadConduitHeader(); });
   ReadAllRows(*this, name_, getFirstRowStartPosReading(), "the last id");
   CheckRows();
+}
+
+void CategoryDocument::ReadExtraRows() {
+  const unsigned long begin = GetPosition();
+  CCategoryDB::ReadExtraRows();
+  const unsigned long end = GetPosition();
+  Seek(static_cast<long>(begin), 0);
+  *this >> lastIdRead_;
+  extraSize_ = end - begin;
+  Seek(static_cast<long>(end), 0);
 }
 
 /// Every field, so that a damaged one is found before anything is done.

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "KX_FileIO.h"
+#include "KxFormat.h"
 
 namespace kxo {
 
@@ -23,6 +24,15 @@ class CategoryDocument : public kx_gen::CCategoryDB {
   /// meanwhile. Without `mayReplace` there must not be an old one.
   void Save(const std::filesystem::path& file, bool mayReplace);
 
+  void ReadExtraRows() override;
+  /// The last id that was handed out, as the file had it: the database keeps it to itself.
+  unsigned int GetLastIdRead() const { return lastIdRead_; }
+  /// Where it stands in the file, with the new flag behind it where there is one.
+  unsigned long ExtraOffset() { return getFirstRowStartPosReading(); }
+  unsigned long ExtraSize() const { return extraSize_; }
+  bool HasNewFlag() const { return GetVersionNum() > 0; }
+  const std::string& GetName() const { return name_; }
+
   kx_gen::CCategoryRecord& Slot(size_t slot);
   size_t SlotCount() { return static_cast<size_t>(GetRecordset()->getSize()); }
 
@@ -30,6 +40,8 @@ class CategoryDocument : public kx_gen::CCategoryDB {
   void CheckRows();
 
   std::string name_;
+  unsigned long extraSize_ = 0;
+  unsigned int lastIdRead_ = kx_gen::format::kFirstCategoryId;
 };
 
 /// UTF-8 of a category's name.

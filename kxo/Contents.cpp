@@ -1,11 +1,15 @@
 #include "Contents.h"
 
+#include <optional>
+
+#include "CategoryDocument.h"
 #include "DatabaseFile.h"
 #include "Document.h"
 #include "Failure.h"
-#include "InputFile.h"
+#include "FileKind.h"
+#include "LinkedTree.h"
+#include "MemoryDocument.h"
 #include "StoredFields.h"
-#include "salvage/Reader.h"
 
 namespace kxo {
 
@@ -16,71 +20,34 @@ using salvage::Kind;
 
 namespace {
 
-class MemoryFile : public kx_gen::CMemOutlDB {
+class MemoryFile : public MemoryDocument {
  public:
-  explicit MemoryFile(std::string name) : name_(std::move(name)) {}
-  MemoryFile(const MemoryFile&) = delete;
-  MemoryFile& operator=(const MemoryFile&) = delete;
-  ~MemoryFile() override = default;
-
-  void Take(const Contents& contents);
+  using MemoryDocument::MemoryDocument;
+  void Take(const Contents& contents) { TakeItems(contents.outline); }
   Contents Get();
-  const std::string& GetName() const { return name_; }
-
- private:
-  std::string name_;
 };
-
-void MemoryFile::Take(const Contents& contents) {
-  for (const Outline::Node& node : contents.outline.GetNodes()) {
-    FillRow(static_cast<kx_gen::CLinkedOutlRec&>(*GetRecordset()->Append()), node.level, node.item);
-  }
-}
 
 Contents MemoryFile::Get() {
   Contents contents;
   contents.kind = Kind::kMemory;
-  const auto count = static_cast<size_t>(GetRecordset()->getSize());
-  for (size_t i = 0; i < count; ++i) {
-    unsigned level = 0;
-    Item item = InRowOf(*this, name_, i, [&] {
-      return ItemOf(static_cast<kx_gen::CLinkedOutlRec&>(*getRecord(i)), level,
-                    Lacking::kIsDefault);
-    });
-    contents.outline.Add(level, std::move(item));
-  }
+  contents.outline = GetItems(Lacking::kIsDefault);
   return contents;
 }
 
-class CategoryFile : public kx_gen::CCategoryDB {
+class CategoryFile : public CategoryDocument {
  public:
-  explicit CategoryFile(std::string name) : name_(std::move(name)) {}
-  CategoryFile(const CategoryFile&) = delete;
-  CategoryFile& operator=(const CategoryFile&) = delete;
-  ~CategoryFile() override = default;
-
-  void ReadExtraRows() override;
+  using CategoryDocument::CategoryDocument;
   void WriteExtraRows() override;
   void Take(const Contents& contents);
   Contents Get();
-  unsigned long ExtraOffset() { return getFirstRowStartPosReading(); }
-  const std::string& GetName() const { return name_; }
 
  private:
-  std::string name_;
-  unsigned int lastId_ = format::kFirstCategoryId;  // which the database keeps to itself
+  std::optional<unsigned int> lastId_;  // that was taken
 };
 
-void CategoryFile::ReadExtraRows() {
-  const unsigned long begin = GetPosition();
-  CCategoryDB::ReadExtraRows();
-  const unsigned long end = GetPosition();
-  Seek(static_cast<long>(begin), 0);
-  *this >> lastId_;
-  Seek(static_cast<long>(end), 0);
+void CategoryFile::WriteExtraRows() {
+  *this << lastId_.value_or(GetLastIdRead()) << static_cast<unsigned char>(isNew());
 }
-
-void CategoryFile::WriteExtraRows() { *this << lastId_ << static_cast<unsigned char>(isNew()); }
 
 void CategoryFile::Take(const Contents& contents) {
   const CategoryList& list = contents.categories;
@@ -99,14 +66,14 @@ Contents CategoryFile::Get() {
   Contents contents;
   contents.kind = Kind::kCategory;
   CategoryList& list = contents.categories;
-  list.lastId = lastId_;
+  list.lastId = lastId_.value_or(GetLastIdRead());
   list.isNew = isNew();
   list.headers = TableOf(GetHeaderManager(), Kind::kCategory);
-  list.headers.conduit = InHeaderOf(*this, name_, format::kConduitHeaderId,
+  list.headers.conduit = InHeaderOf(*this, GetName(), format::kConduitHeaderId,
                                     [this] { return ExtrasOf(*GetConduitHeader()); });
   const auto count = static_cast<size_t>(GetRecordset()->getSize());
   for (size_t i = 0; i < count; ++i) {
-    list.slots.push_back(InRowOf(*this, name_, i, [&] {
+    list.slots.push_back(InRowOf(*this, GetName(), i, [&] {
       return CategoryOf(static_cast<kx_gen::CCategoryRecord&>(*getRecord(i)), Lacking::kIsDefault);
     }));
   }
@@ -115,8 +82,7 @@ Contents CategoryFile::Get() {
 
 Contents ReadMemory(const std::string& name, const fs::path& file) {
   MemoryFile db(name);
-  OpenToRead(db, name, file);
-  ReadAllRows(db, name, format::kDbInfoSize, "the rows");
+  db.OpenAndRead(file);
   return db.Get();
 }
 
@@ -129,8 +95,10 @@ Contents ReadCategories(const std::string& name, const fs::path& file) {
 }
 
 Contents ReadOutlineContents(const std::string& name, const fs::path& file) {
+  Document document(name);
+  document.OpenToRead(file);
   Contents contents;
-  contents.outline = OpenDocument(name, file)->ReadWhole();
+  contents.outline = document.ReadWhole();
   return contents;
 }
 
@@ -169,10 +137,6 @@ size_t Contents::CountItems() const {
   return kind == Kind::kCategory ? categories.slots.size() : outline.GetNodes().size();
 }
 
-Kind KindOfFile(const std::string& name, const fs::path& file) {
-  return salvage::GuessKind(ReadFileBytes(name, file));
-}
-
 Contents ReadContents(const std::string& name, const fs::path& file, Kind kind) {
   switch (kind) {
     case Kind::kMemory:
@@ -182,6 +146,18 @@ Contents ReadContents(const std::string& name, const fs::path& file, Kind kind) 
     default:
       return ReadOutlineContents(name, file);
   }
+}
+
+Outline ReadTree(const std::string& name, const fs::path& file, Kind kind) {
+  if (kind == Kind::kCategory) FailForKind(name, kind, Kind::kOutline);
+  if (kind == Kind::kMemory) {
+    MemoryDocument document(name);
+    document.OpenAndRead(file);
+    return LinkedTree(document.GetItems(Lacking::kThrows));
+  }
+  Document document(name);
+  document.OpenToRead(file);
+  return document.ReadOutline();
 }
 
 void SaveContents(const std::string& name, const Contents& contents, const fs::path& file,

@@ -28,9 +28,6 @@ std::string HeaderTitle(unsigned short id) {
   }
 }
 
-/// Memory outlines of another version have a number of their own.
-constexpr unsigned long kMemoryVersionNumber = 21;
-
 std::string PlaceOfOpening(const CException& e) {
   if (e.GetErrNumber() == kMemoryVersionNumber) {
     return AtOffset(format::kVersionOffset, "the version");
@@ -93,6 +90,13 @@ void SaveAs(CDatabase& db, const std::string& name, const fs::path& file, bool m
       kx_gen::SaveNewDatabaseFile(db, libraryName.get());
     }
   });
+}
+
+unsigned long EndOfRows(CDatabase& db, unsigned long begin) {
+  const int count = db.GetRecordset()->getSize();
+  if (count == 0) return begin;
+  const kx_gen::CDBRecord& last = *db.getRecord(static_cast<unsigned long>(count) - 1);
+  return last.GetPos() + format::kRowFrameSize + last.GetRecSize();
 }
 
 std::string PlaceOfHeader(CDatabase& db, unsigned short id) {

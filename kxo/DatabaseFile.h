@@ -26,6 +26,9 @@ void ReadAllRows(kx_gen::CDatabase& db, const std::string& name, unsigned long e
 void SaveAs(kx_gen::CDatabase& db, const std::string& name, const std::filesystem::path& file,
             bool mayReplace);
 
+/// The offset behind the last row, once the rows are read; `begin` is that of the first.
+unsigned long EndOfRows(kx_gen::CDatabase& db, unsigned long begin);
+
 std::string PlaceOfHeader(kx_gen::CDatabase& db, unsigned short id);
 std::string PlaceOfRow(kx_gen::CDatabase& db, size_t index);
 

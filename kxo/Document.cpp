@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "Failure.h"
+#include "FileKind.h"
 #include "Text.h"
 
 namespace kxo {
@@ -159,18 +159,13 @@ void Document::Save(const fs::path& file, bool mayReplace) {
 }
 
 unsigned long Document::RowsEnd() {
-  const int count = GetRecordset()->getSize();
-  if (count == 0) {
-    return FirstRowsOffset() + format::kDeletedCountSize +
-           format::kDeletedIdSize * GetDeletedThoughts().GetCount();
-  }
-  const kx_gen::CDBRecord& last = *getRecord(static_cast<unsigned long>(count) - 1);
-  return last.GetPos() + format::kRowFrameSize + last.GetRecSize();
+  const size_t ids = GetDeletedThoughts().GetCount();
+  return EndOfRows(*this, FirstRowsOffset() + format::kDeletedCountSize +
+                              static_cast<unsigned long>(format::kDeletedIdSize * ids));
 }
 
 void CheckIsDocument(const std::string& name, const fs::path& file) {
-  if (fs::is_regular_file(file)) return;
-  throw FileFailure(kExitSystem, name, "this is not a regular file", "name a .kxo document");
+  CheckKind(name, file, salvage::Kind::kOutline);
 }
 
 std::unique_ptr<Document> OpenDocument(const std::string& name, const fs::path& file) {

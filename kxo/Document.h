@@ -78,7 +78,7 @@ auto Document::InHeader(unsigned short id, Call call) -> decltype(call()) {
   return InHeaderOf(*this, name_, id, call);
 }
 
-/// Fails for what is no regular file.
+/// Fails for what is no regular file, and for files of another kind.
 void CheckIsDocument(const std::string& name, const std::filesystem::path& file);
 /// Opens the document that the user named, for reading.
 std::unique_ptr<Document> OpenDocument(const std::string& name, const std::filesystem::path& file);

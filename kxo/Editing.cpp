@@ -1,9 +1,9 @@
 #include "Editing.h"
 
-#include <charconv>
 #include <filesystem>
 
 #include "Failure.h"
+#include "InputFile.h"
 #include "Output.h"
 #include "RowChange.h"
 #include "Text.h"
@@ -11,13 +11,13 @@
 
 namespace kxo {
 
+namespace fs = std::filesystem;
+
 using kx_gen::COutlineRecord;
 
 namespace {
 
-constexpr const char* kIdPrefix = "id:";
-
-std::unique_ptr<Document> OpenFor(const EditOptions& options, const std::filesystem::path& path) {
+std::unique_ptr<Document> OpenFor(const EditOptions& options, const fs::path& path) {
   if (options.dryRun) return OpenDocument(options.file, path);
   CheckIsDocument(options.file, path);
   auto document = std::make_unique<Document>(options.file);
@@ -26,6 +26,11 @@ std::unique_ptr<Document> OpenFor(const EditOptions& options, const std::filesys
 }
 
 }  // namespace
+
+fs::path FileToChange(const Session& session, const std::string& name) {
+  if (name != kStandardStream) return session.ExistingFile(name);
+  throw FileFailure(kExitSystem, InputName(name), "cannot be changed", "name a file");
+}
 
 void AddEditOptions(CLI::App& command, EditOptions& options) {
   command.add_option("FILE", options.file, "The document")->required();
@@ -40,14 +45,6 @@ void AddPlaceOptions(CLI::App& command, PlaceOptions& options) {
   for (CLI::Option* option : {under, before, after}) option->type_name("ITEM");
   under->excludes(before)->excludes(after);
   before->excludes(after);
-}
-
-std::optional<uint32_t> NumberIn(const std::string& text) {
-  uint32_t number = 0;
-  const char* const end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc() || stop != end) return std::nullopt;
-  return number;
 }
 
 void CheckHeadersFit(Document& document) {
@@ -68,7 +65,7 @@ void SayDone(const std::string& name, const std::string& done, bool dryRun) {
 void SayNothingToChange(const std::string& name) { Say(name + ": nothing to change"); }
 
 Edit::Edit(const Session& session, const EditOptions& options)
-    : options_(options), path_(session.ExistingFile(options.file)) {
+    : options_(options), path_(FileToChange(session, options.file)) {
   document_ = OpenFor(options_, path_);
   document_->ReadHeaders();
   document_->ReadOutline();
@@ -79,38 +76,8 @@ COutlineRecord& Edit::Row(size_t row) const {
 }
 
 size_t Edit::Find(const std::string& item) const {
-  const std::string prefix = kIdPrefix;
-  if (item.compare(0, prefix.size(), prefix) == 0) return FindId(item.substr(prefix.size()));
-  return FindRow(item);
-}
-
-size_t Edit::FindRow(const std::string& number) const {
-  const std::optional<uint32_t> row = NumberIn(number);
-  if (!row) {
-    throw FileFailure(kExitSystem, GetName(), "\"" + number + "\" names no item",
-                      "give its row number, as kxo show --numbers prints it, or id:N");
-  }
-  if (*row >= 1 && *row <= RowCount()) return *row - 1;
-  throw FileFailure(kExitSystem, GetName(), "there is no item " + number,
-                    "the document has " + Counted(RowCount(), "item"));
-}
-
-/// Items that were never synchronised have the id 0, all of them.
-size_t Edit::FindId(const std::string& number) const {
-  const std::optional<uint32_t> id = NumberIn(number);
-  size_t found = RowCount();
-  size_t count = 0;
-  for (size_t row = 0; id && row < RowCount(); ++row) {
-    if (Row(row).GetId() != *id) continue;
-    found = row;
-    ++count;
-  }
-  if (count == 1) return found;
-  const std::string advice = "give a row number, as kxo show --numbers prints it";
-  throw FileFailure(kExitSystem, GetName(),
-                    count == 0 ? "no item has the id \"" + number + "\""
-                               : std::to_string(count) + " items have the id " + number,
-                    advice);
+  const auto idOf = [this](size_t row) { return static_cast<uint32_t>(Row(row).GetId()); };
+  return FindItem({GetName(), RowCount(), idOf}, item);
 }
 
 Edit::Rows Edit::SubtreeOf(size_t row) const {

@@ -4,10 +4,10 @@
 #include <CLI/App.hpp>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "Document.h"
+#include "ItemName.h"
 #include "Session.h"
 
 namespace kxo {
@@ -16,12 +16,10 @@ struct EditOptions {
   std::string file;
   bool dryRun = false;
 };
+/// The place of the file that the user names to be changed, which standard input cannot be.
+std::filesystem::path FileToChange(const Session& session, const std::string& name);
 /// FILE, --dry-run and --codepage.
 void AddEditOptions(CLI::App& command, EditOptions& options);
-
-/// The text that tells how items are named.
-constexpr const char* kItemHelp =
-    "An ITEM is its row number, as kxo show --numbers prints it, or id:N with its id.\n";
 
 /// Where an item goes; at most one of the three is given.
 struct PlaceOptions {
@@ -70,9 +68,6 @@ class Edit {
   void Finish(const std::string& done);
 
  private:
-  size_t FindRow(const std::string& number) const;
-  size_t FindId(const std::string& number) const;
-
   EditOptions options_;
   std::filesystem::path path_;
   std::unique_ptr<Document> document_;
@@ -81,9 +76,6 @@ class Edit {
 
 /// Fails when the headers have outgrown their places in the file, as a long title makes them.
 void CheckHeadersFit(Document& document);
-
-/// Digits alone, below 2 to the 32nd.
-std::optional<uint32_t> NumberIn(const std::string& text);
 
 /// Tells of work that was done, or that a dry run would have done.
 void SayDone(const std::string& name, const std::string& done, bool dryRun);

@@ -5,7 +5,8 @@
 #include <memory>
 #include <string>
 
-#include "Document.h"
+#include "Contents.h"
+#include "FileKind.h"
 #include "InputFile.h"
 #include "Session.h"
 #include "TemporaryFolder.h"
@@ -19,8 +20,10 @@ class InputPlace {
 
   const std::string& GetName() const { return name_; }  ///< As messages call it.
   const std::filesystem::path& GetPath() const { return path_; }
-  /// Opens it for reading; this place has to outlive the document.
-  std::unique_ptr<Document> Open() const { return OpenDocument(name_, path_); }
+  /// What kind of file it is, by its bytes.
+  salvage::Kind LookForKind() const { return KindOfFile(name_, path_); }
+  /// Reads what is shown of it; not of a category file.
+  Outline ReadTree(salvage::Kind kind) const { return kxo::ReadTree(name_, path_, kind); }
 
  private:
   void CopyStandardInput(const Session& session);

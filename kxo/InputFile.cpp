@@ -37,7 +37,8 @@ std::vector<unsigned char> ReadStandardInput() {
 
 }  // namespace
 
-std::vector<unsigned char> ReadFileBytes(const std::string& name, const fs::path& path) {
+std::vector<unsigned char> ReadFileBytes(const std::string& name, const fs::path& path,
+                                         size_t sizeMax) {
   if (!fs::is_regular_file(path)) {
     throw FileFailure(kExitSystem, name, "this is not a regular file", "name a document");
   }
@@ -46,7 +47,7 @@ std::vector<unsigned char> ReadFileBytes(const std::string& name, const fs::path
   return WhileReading(name, where, [&] {
     CFile file;
     file.Open(libraryName.get(), CFile::modeRead | CFile::shareDenyWrite);
-    std::vector<unsigned char> bytes(file.GetLength());
+    std::vector<unsigned char> bytes(std::min<size_t>(file.GetLength(), sizeMax));
     for (size_t pos = 0; pos < bytes.size();) {
       const size_t piece = std::min(bytes.size() - pos, kPieceSize);
       pos += file.Read(bytes.data() + pos, static_cast<unsigned int>(piece));

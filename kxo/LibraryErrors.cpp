@@ -26,7 +26,9 @@ const char* AdviceForForeign(const CException& e) {
   if (HasNumberOf(e, kx_gen::kMsgCheckCode)) {
     return "name a .kxo document, or make one of this file with kxo import";
   }
-  return HasNumberOf(e, kx_gen::kMsgNewerVersion) ? "read it with a newer kxo" : "";
+  const bool isNewer =
+      HasNumberOf(e, kx_gen::kMsgNewerVersion) || e.GetErrNumber() == kMemoryVersionNumber;
+  return isNewer ? "read it with a newer kxo" : "";
 }
 
 /// The advice goes on behind it.

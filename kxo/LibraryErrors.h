@@ -7,6 +7,9 @@
 
 namespace kxo {
 
+/// The number of what is thrown for a memory outline of another version: one of its own.
+constexpr unsigned long kMemoryVersionNumber = 21;
+
 /// A file that would have to be replaced stays where the user did not ask for that.
 [[noreturn]] void FailForExisting(const std::string& name);
 /// The system refused something for a file. Releases `e`.

@@ -6,10 +6,11 @@
 #include <vector>
 
 #include "CategoryDocument.h"
-#include "Columns.h"
+#include "CategoryView.h"
 #include "Editing.h"
 #include "Failure.h"
-#include "JsonText.h"
+#include "FileKind.h"
+#include "InputDocument.h"
 #include "LibraryErrors.h"
 #include "Output.h"
 #include "Text.h"
@@ -43,7 +44,7 @@ std::string Quoted(const std::string& name) { return "\"" + name + "\""; }
 class CategoryEdit {
  public:
   CategoryEdit(const Session& session, const EditOptions& options)
-      : options_(options), path_(session.ExistingFile(options.file)), categories_(options.file) {
+      : options_(options), path_(FileToChange(session, options.file)), categories_(options.file) {
     categories_.OpenAndRead(path_, !options.dryRun);
   }
   CategoryDocument& Get() { return categories_; }
@@ -142,8 +143,11 @@ Bringing::Bringing(const Session& session, const CategoryOptions& options)
   std::sort(names_.begin(), names_.end());
 }
 
+/// Files of other kinds have none.
 bool Bringing::Has(const std::string& name, const std::string& category) const {
-  const std::unique_ptr<Document> document = OpenDocument(name, session_.ExistingFile(name));
+  const fs::path path = session_.ExistingFile(name);
+  if (OtherKind(name, path, salvage::Kind::kOutline)) return false;
+  const std::unique_ptr<Document> document = OpenDocument(name, path);
   document->ReadHeaders();
   return CategoryOf(*document) == category;
 }
@@ -180,41 +184,9 @@ void Bringing::Run(const std::string& oldName, const std::string& newName) {
 
 // --- list ---
 
-std::string StateOf(CCategoryRecord& category) {
-  if (category.IsEmpty()) return category.IsDeleted() ? "  (deleted)" : "  (empty)";
-  return category.IsNew() ? "  (new)" : category.IsChanged() ? "  (changed)" : "";
-}
-
-Json JsonOf(CCategoryRecord& category) {
-  Json json;
-  json["id"] = category.GetCategoryId();
-  json["name"] = CategoryNameOf(category);
-  json["lastChanged"] = category.GetLastChangedTime();
-  json["new"] = category.IsNew();
-  json["changed"] = category.IsChanged();
-  json["deleted"] = category.IsDeleted();
-  json["empty"] = category.IsEmpty();
-  return json;
-}
-
 void RunList(const Session& session, const CategoryOptions& options) {
-  CategoryDocument categories(options.edit.file);
-  categories.OpenAndRead(session.ExistingFile(options.edit.file), false);
-  std::string lines;
-  Json list = Json::array();
-  for (size_t slot = 0; slot < categories.SlotCount(); ++slot) {
-    CCategoryRecord& category = categories.Slot(slot);
-    if (category.IsEmpty() && !options.all) continue;
-    list.push_back(JsonOf(category));
-    constexpr size_t kIdWidth = 3;
-    const std::string name = CategoryNameOf(category);
-    lines += PaddedBefore(kIdWidth, std::to_string(category.GetCategoryId())) + "  " +
-             (WritesToTerminal() ? Escaped(name) : OnOneLine(name)) + StateOf(category) + "\n";
-  }
-  Json json;
-  json["file"] = options.edit.file;
-  json["categories"] = list;
-  WriteData(options.json ? DumpLines(json) : lines);
+  const InputPlace place(session, options.edit.file);
+  PrintCategories(place.GetName(), place.GetPath(), options.all, options.json);
 }
 
 // --- add, rename, remove, undelete ---
@@ -322,9 +294,11 @@ void AddListing(CLI::App& category, ChosenCommand& chosen) {
                             "Prints the categories, with their ids.\n\n"
                             "Examples:\n"
                             "  kxo category list categories.kxc\n"
-                            "  kxo category list categories.kxc --all --json\n",
+                            "  kxo category list categories.kxc --all --json\n"
+                            "  ssh host cat categories.kxc | kxo category list -\n",
                             RunList);
-  list.command.add_option("FILE", list.options.edit.file, "The category file")->required();
+  list.command.add_option("FILE", list.options.edit.file, "The category file; - is standard input")
+      ->required();
   list.command.add_flag("--all", list.options.all, "Also those that were deleted");
   list.command.add_flag("--json", list.options.json, "Print them as JSON");
   AddCodePageOption(list.command);

@@ -1,4 +1,5 @@
 #include <CLI/App.hpp>
+#include <CLI/Validators.hpp>
 #include <memory>
 #include <new>
 #include <optional>
@@ -9,6 +10,7 @@
 #include "Dib.h"
 #include "Editing.h"
 #include "Failure.h"
+#include "InputDocument.h"
 #include "InputFile.h"
 #include "KxFormat.h"
 #include "Output.h"
@@ -35,20 +37,27 @@ std::string Named(size_t row) { return "item " + std::to_string(row + 1); }
 // --- get ---
 
 struct GetOptions {
-  EditOptions edit;
+  std::string file;
   std::string item;
   std::string out;
+  std::string format;
   bool force = false;
 };
 
-enum class PictureFormat { kPng, kBmp };
+constexpr const char* kPng = "png";
+constexpr const char* kBmp = "bmp";
 
-PictureFormat FormatFor(const std::string& out) {
-  if (out == kStandardStream) return PictureFormat::kPng;
-  const std::string extension = LowerCase(NameOf(PathOf(out).extension()));
-  if (extension == ".png") return PictureFormat::kPng;
-  if (extension == ".bmp") return PictureFormat::kBmp;
-  throw Failure(kExitSystem, out + ": its name tells no format; end it in .png or .bmp");
+/// Standard output has no name that tells.
+std::string FormatFor(const GetOptions& options) {
+  if (!options.format.empty()) return options.format;
+  if (options.out == kStandardStream) return kPng;
+  const std::string extension = LowerCase(NameOf(PathOf(options.out).extension()));
+  for (const char* format : {kPng, kBmp}) {
+    if (extension == std::string(".") + format) return format;
+  }
+  throw Failure(
+      kExitSystem,
+      options.out + ": its name tells no format; end it in .png or .bmp, or add --format");
 }
 
 std::string EncodeBmp(void* dib) {
@@ -61,19 +70,27 @@ std::string EncodeBmp(void* dib) {
   return bytes;
 }
 
-OwnedHandle StoredPicture(const Edit& edit, size_t row) {
-  const Bytes block = WhileWriting(edit.GetName(), [&] { return DrawingBlockOf(edit.Row(row)); });
-  if (!edit.Row(row).HasDrawing()) {
-    throw FileFailure(kExitFindings, edit.GetName(), Named(row) + " has no drawing");
-  }
+OwnedHandle StoredPicture(const std::string& file, const Outline& outline, size_t row) {
+  const std::optional<kxo::Drawing>& drawing = outline.GetNodes()[row].item.drawing;
+  if (!drawing) throw FileFailure(kExitFindings, file, Named(row) + " has no drawing");
+  const Bytes block(drawing->block.begin(), drawing->block.end());
   OwnedHandle dib = DibOfBlock(block.data(), block.size());
   if (dib != nullptr) return dib;
-  throw FileFailure(kExitDamaged, edit.GetName(), "the drawing of " + Named(row) + " is damaged",
+  throw FileFailure(kExitDamaged, file, "the drawing of " + Named(row) + " is damaged",
                     "kxo check tells more");
 }
 
+OwnedHandle ReadDrawing(const Session& session, const GetOptions& options) {
+  const InputPlace place(session, options.file);
+  const Outline outline = place.ReadTree(place.LookForKind());
+  const auto& nodes = outline.GetNodes();
+  const auto idOf = [&nodes](size_t row) { return nodes[row].item.id; };
+  const size_t row = FindItem({place.GetName(), nodes.size(), idOf}, options.item);
+  return StoredPicture(place.GetName(), outline, row);
+}
+
 void RunGet(const Session& session, const GetOptions& options) {
-  const PictureFormat pictureFormat = FormatFor(options.out);
+  const bool isPng = FormatFor(options) == kPng;
   const bool isStandardOutput = options.out == kStandardStream;
   if (isStandardOutput && WritesToTerminal()) {
     throw Failure(kExitSystem, "standard output is a terminal; redirect it, or name a file");
@@ -81,10 +98,8 @@ void RunGet(const Session& session, const GetOptions& options) {
   if (!isStandardOutput) {
     CheckPlace(options.out, session.PlaceForFile(options.out), options.force);
   }
-  const Edit edit(session, options.edit);
-  const OwnedHandle dib = StoredPicture(edit, edit.Find(options.item));
-  const std::string bytes =
-      pictureFormat == PictureFormat::kPng ? EncodePng(dib.get()) : EncodeBmp(dib.get());
+  const OwnedHandle dib = ReadDrawing(session, options);
+  const std::string bytes = isPng ? EncodePng(dib.get()) : EncodeBmp(dib.get());
   if (isStandardOutput) return WriteData(bytes);
   WriteFile(options.out, session.PlaceForFile(options.out), bytes, options.force);
   const PictureSize size = SizeOfDib(dib.get());
@@ -94,19 +109,25 @@ void RunGet(const Session& session, const GetOptions& options) {
 
 void AddGet(CLI::App& drawing, ChosenCommand& chosen) {
   auto options = std::make_shared<GetOptions>();
-  options->edit.dryRun = true;  // it only reads
   CLI::App* command = drawing.add_subcommand("get");
-  command->description(std::string("Writes the drawing of an item as a picture file.\n\n"
-                                   "Examples:\n"
-                                   "  kxo drawing get plan.kxo 3 -o sketch.png\n"
-                                   "  kxo drawing get plan.kxo id:17 -o sketch.bmp --force\n"
-                                   "  kxo drawing get plan.kxo 3 -o - > sketch.png\n\n") +
-                       kItemHelp + "The exit code is 1 when the item has no drawing.\n");
-  command->add_option("FILE", options->edit.file, "The document")->required();
+  command->description(
+      std::string("Writes the drawing of an item as a picture file.\n\n"
+                  "Examples:\n"
+                  "  kxo drawing get plan.kxo 3 -o sketch.png\n"
+                  "  kxo drawing get plan.kxo id:17 -o sketch.bmp --force\n"
+                  "  kxo drawing get plan.kxo 3 -o - > sketch.png\n"
+                  "  kxo drawing get - 3 -o - --format bmp < plan.kxo > a.bmp\n\n") +
+      kItemHelp + "The exit code is 1 when the item has no drawing.\n");
+  command->add_option("FILE", options->file, "The document; - is standard input")->required();
   command->add_option("ITEM", options->item, "The item")->required();
   command->add_option("-o,--output", options->out, "A .png or .bmp file; - is standard output")
       ->type_name("OUT")
       ->required();
+  command
+      ->add_option("--format", options->format,
+                   "png or bmp; else OUT's name tells, and of standard output it is png")
+      ->type_name("FORMAT")
+      ->check(CLI::IsMember({kPng, kBmp}));
   command->add_flag("--force", options->force, "Replace OUT if it exists");
   AddCodePageOption(*command);
   command->callback([options, &chosen] {

@@ -1,18 +1,23 @@
 #include <CLI/App.hpp>
 #include <algorithm>
 #include <array>
-#include <cstdio>
+#include <chrono>
 #include <filesystem>
 #include <initializer_list>
 #include <memory>
 #include <string>
 
+#include "CategoryDocument.h"
 #include "Document.h"
+#include "HeaderListing.h"
 #include "InputDocument.h"
 #include "JsonText.h"
+#include "LinkedTree.h"
+#include "Listing.h"
+#include "MemoryDocument.h"
 #include "Output.h"
-#include "TagList.h"
 #include "Text.h"
+#include "UtcTime.h"
 #include "commands/CodePageOption.h"
 #include "commands/Commands.h"
 
@@ -22,28 +27,9 @@ namespace {
 namespace format = kx_gen::format;
 
 using kx_gen::_String;
-using kx_gen::CTaggedDataHeader;
+using salvage::Kind;
 
 constexpr uint32_t StringTag(uint8_t number) { return format::kStringTagBase + number; }
-
-/// For people and for programs.
-struct Value {
-  std::string text;
-  Json json;
-};
-
-std::string Digits(unsigned long number) { return std::to_string(number); }
-std::string ByteCount(uint64_t count) { return Counted(static_cast<size_t>(count), "byte"); }
-Value Number(unsigned long number) { return {Digits(number), number}; }
-Value Bytes(uint64_t count) { return {ByteCount(count), count}; }
-Value YesNo(bool value) { return {value ? "yes" : "no", value}; }
-Value Quoted(const std::string& text) { return {"\"" + Escaped(text) + "\"", text}; }
-
-std::string Hex(unsigned long number, int digits) {
-  std::array<char, 16> text{};
-  std::snprintf(text.data(), text.size(), "%0*lX", digits, number);
-  return text.data();
-}
 
 std::string Join(std::initializer_list<long> numbers) {
   std::string text;
@@ -54,113 +40,6 @@ std::string Join(std::initializer_list<long> numbers) {
   return text;
 }
 
-/// "window position" as "windowPosition".
-std::string KeyOf(const std::string& name) {
-  std::string key;
-  bool startsWord = false;
-  for (const char c : LowerCase(name)) {
-    if (c != ' ' && c != '-') {
-      key += startsWord && c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-    }
-    startsWord = c == ' ' || c == '-';
-  }
-  return key;
-}
-
-/// Lines of "name  value" under headings. A value may have several lines. As JSON every heading is
-/// an object.
-class Listing {
- public:
-  Listing() : json_(Json::object()) {}
-  Listing(const Listing&) = delete;
-  Listing& operator=(const Listing&) = delete;
-  ~Listing() = default;
-  void Section(const std::string& title, const std::string& remark = "");
-  void Add(const std::string& name, const Value& value);
-  void AddLine(const std::string& name, const std::string& text);  ///< For people only.
-  void Title(const std::string& title) {
-    lines_ += Shown(title) + "\n";
-    json_["file"] = title;
-  }
-  /// What only programs want to know of the section.
-  Json& ForPrograms() { return section_.empty() ? json_ : json_[section_]; }
-  const std::string& GetLines() const { return lines_; }
-  const Json& GetJson() const { return json_; }
-
- private:
-  std::string lines_;
-  Json json_;
-  std::string section_;
-};
-
-void Listing::Section(const std::string& title, const std::string& remark) {
-  lines_ += "\n" + title + remark + "\n";
-  section_ = KeyOf(title);
-  json_[section_] = Json::object();
-}
-
-void Listing::Add(const std::string& name, const Value& value) {
-  ForPrograms()[KeyOf(name)] = value.json;
-  AddLine(name, value.text);
-}
-
-void Listing::AddLine(const std::string& name, const std::string& text) {
-  constexpr size_t kNameWidth = 22;
-  const size_t gap = std::max(kNameWidth, name.size() + 2) - name.size();
-  lines_ += "  " + name + std::string(gap, ' ');
-  for (const char c : text) {
-    lines_ += c;
-    if (c == '\n') lines_ += std::string(2 + kNameWidth, ' ');
-  }
-  lines_ += "\n";
-}
-
-/// The fields of one header. A field that synchronisation has yet to see is marked as changed, and
-/// one that the header does not have is said to be absent.
-class HeaderListing {
- public:
-  HeaderListing(Document& document, unsigned short id, CTaggedDataHeader& header, Listing& listing)
-      : document_(document), id_(id), header_(header), listing_(listing) {}
-
-  template <class Getter>
-  void Add(const std::string& name, uint32_t tag, Getter getter) {
-    known_.push_back(tag);
-    document_.InHeader(id_, [&] {
-      if (!header_.hasTag(tag)) {
-        listing_.Add(name, {"absent", nullptr});
-        return;
-      }
-      bool changed = false;
-      header_.getTaggedDataManager().getTagChanged(tag, &changed);
-      Value value = getter();
-      if (changed) {
-        value.text += "  (changed)";
-        listing_.ForPrograms()["changedFields"].push_back(KeyOf(name));
-      }
-      listing_.Add(name, value);
-    });
-  }
-  /// The tags that have not been listed by name.
-  void AddOthers();
-
- private:
-  Document& document_;
-  unsigned short id_;
-  CTaggedDataHeader& header_;
-  Listing& listing_;
-  std::vector<uint32_t> known_;
-};
-
-void HeaderListing::AddOthers() {
-  const auto tags = ListTags(header_.GetHeaderDataPtr(), header_.getTaggedDataManager().size());
-  for (const TagEntry& tag : tags) {
-    if (std::find(known_.begin(), known_.end(), tag.id) == known_.end()) {
-      const std::string name = "tag 0x" + Hex(tag.id, 8);
-      listing_.Add(name, {ByteCount(tag.sizeBytes) + ", unknown here, kept", tag.sizeBytes});
-    }
-  }
-}
-
 template <class Header, class Getter>
 Value TextOf(Header& header, Getter getter) {
   _String text;
@@ -168,64 +47,26 @@ Value TextOf(Header& header, Getter getter) {
   return Quoted(FromWide(text));
 }
 
-std::string HeaderName(unsigned short id) {
-  switch (id) {
-    case format::kConduitHeaderId:
-      return "1 conduit";
-    case format::kSharedHeaderId:
-      return "2 shared";
-    case format::kPrivateOutlineHeaderId:
-      return "3 private";
-    default:
-      return std::to_string(id) + " unknown";
-  }
+/// Where the parts of a file end.
+struct Ends {
+  uint64_t file = 0;
+  uint64_t rows = 0;
+};
+
+void ListRowSizes(const Ends& ends, uint64_t rowsBegin, Listing& listing) {
+  listing.Add("rows", Bytes(ends.rows - rowsBegin));
+  if (ends.file > ends.rows) listing.Add("behind the last row", Bytes(ends.file - ends.rows));
 }
 
-void ListSizes(Document& document, uint64_t fileSize, Listing& listing) {
-  const unsigned long rowsStart = document.FirstRowsOffset();
-  const unsigned long rowsEnd = document.RowsEnd();
-  const uint64_t idsSize =
-      format::kDeletedCountSize + format::kDeletedIdSize * document.GetDeletedThoughts().GetCount();
+/// Of a file with headers, and something between these and its rows.
+void ListSizes(const Ends& ends, uint64_t extraBegin, const std::string& extra, uint64_t extraSize,
+               Listing& listing) {
   listing.Section("Sizes");
-  listing.Add("file", Bytes(fileSize));
-  listing.Add("headers with table", Bytes(rowsStart - format::kDbInfoSize));
-  listing.Add("deleted ids", {ByteCount(idsSize) + " from offset " + Digits(rowsStart), idsSize});
-  listing.Add("rows", Bytes(rowsEnd - rowsStart - idsSize));
-  if (fileSize > rowsEnd) listing.Add("behind the last row", Bytes(fileSize - rowsEnd));
-}
-
-void ListSlots(Document& document, Listing& listing) {
-  listing.Section("Header slots");
-  listing.ForPrograms() = Json::array();
-  for (const kx_gen::THeaderInfo* info : document.GetHeaderManager().GetReadList()) {
-    const unsigned short id = info->record.id;
-    const uint32_t size = info->record.size;
-    const unsigned long offset = document.GetHeaderManager().GetHeaderReadPos(id);
-    Json slot = {{"id", id}, {"size", size}, {"offset", offset}};
-    std::string use = "kept as it is";
-    if (CTaggedDataHeader* header = document.GetHeaderManager().GetHeaderPtr(id)) {
-      slot["used"] = header->getTaggedDataManager().size();
-      use = Digits(header->getTaggedDataManager().size()) + " used";
-    }
-    listing.ForPrograms().push_back(slot);
-    listing.AddLine(HeaderName(id),
-                    ByteCount(size) + " from offset " + Digits(offset) + ", " + use);
-  }
-}
-
-/// The fields of a header that the file lacks are defaults.
-void ListHeading(Document& document, unsigned short id, const std::string& title,
-                 Listing& listing) {
-  const bool inFile = document.HasHeader(id);
-  listing.Section(title, inFile ? "" : " (not in the file: defaults)");
-  listing.ForPrograms()["inFile"] = inFile;
-}
-
-void ListConduit(Document& document, Listing& listing) {
-  CTaggedDataHeader& header = *document.GetConduitHeader();
-  ListHeading(document, format::kConduitHeaderId, "Conduit header", listing);
-  if (header.getTaggedDataManager().size() == 0) listing.AddLine("fields", "none");
-  HeaderListing(document, format::kConduitHeaderId, header, listing).AddOthers();
+  listing.Add("file", Bytes(ends.file));
+  listing.Add("headers with table", Bytes(extraBegin - format::kDbInfoSize));
+  listing.Add(extra,
+              {ByteCount(extraSize) + " from offset " + std::to_string(extraBegin), extraSize});
+  ListRowSizes(ends, extraBegin + extraSize, listing);
 }
 
 Value NumberingOf(Document& document) {
@@ -239,10 +80,10 @@ Value NumberingOf(Document& document) {
   return {text, text};
 }
 
-void ListShared(Document& document, Listing& listing) {
+void ListShared(Document& document, const ListedFile& file) {
   kx_gen::CSharedHeader& header = document.Shared();
-  ListHeading(document, format::kSharedHeaderId, "Shared header", listing);
-  HeaderListing fields(document, format::kSharedHeaderId, header, listing);
+  ListHeading(file, format::kSharedHeaderId, "Shared header");
+  HeaderListing fields(file, format::kSharedHeaderId, header);
   fields.Add("category", StringTag(format::kStringCategoryName),
              [&] { return TextOf(header, &kx_gen::CSharedHeader::GetCategoryName); });
   fields.Add("match name", StringTag(format::kStringMatchName),
@@ -308,11 +149,11 @@ Value FontOf(kx_gen::CPrivateOutlineHeader& header) {
   return {TextOfFont(font), json};
 }
 
-void ListPrivate(Document& document, Listing& listing) {
+void ListPrivate(Document& document, const ListedFile& file) {
   using Header = kx_gen::CPrivateOutlineHeader;
   Header& header = document.Private();
-  ListHeading(document, format::kPrivateOutlineHeaderId, "Private header", listing);
-  HeaderListing fields(document, format::kPrivateOutlineHeaderId, header, listing);
+  ListHeading(file, format::kPrivateOutlineHeaderId, "Private header");
+  HeaderListing fields(file, format::kPrivateOutlineHeaderId, header);
   fields.Add("title", StringTag(format::kStringOutlineTitle),
              [&] { return TextOf(header, &Header::GetOutlineTitle); });
   fields.Add("show checked items", format::kTagShowCheckedItems,
@@ -378,6 +219,92 @@ void ListItems(const Outline& outline, Listing& listing) {
   listing.Add("sort changed", count([](const Item& item) { return item.sortChanged; }));
 }
 
+void ListKind(kx_gen::CDatabase& db, Kind kind, Listing& listing) {
+  const std::string name = kind == Kind::kOutline ? "outline document" : salvage::NameOf(kind);
+  listing.Add("kind", {name, KeyOf(kind)});
+  listing.Add("version", Number(db.GetVersionNum()));
+  listing.Add("rows", Number(db.GetRowCount()));
+}
+
+void ListOutline(const InputPlace& place, uint64_t fileSize, Listing& listing) {
+  Document document(place.GetName());
+  document.OpenToRead(place.GetPath());
+  document.ReadHeaders();
+  const Outline outline = document.ReadOutline();
+  const ListedFile file = {document, place.GetName(), listing};
+  ListKind(document, Kind::kOutline, listing);
+  ListItems(outline, listing);
+  ListDeletedIds(document, listing);
+  ListShared(document, file);
+  ListPrivate(document, file);
+  ListConduit(file);
+  ListSlots(file);
+  const uint64_t idsSize =
+      format::kDeletedCountSize + format::kDeletedIdSize * document.GetDeletedThoughts().GetCount();
+  ListSizes({fileSize, document.RowsEnd()}, document.FirstRowsOffset(), "deleted ids", idsSize,
+            listing);
+}
+
+void ListMemoryOutline(const InputPlace& place, uint64_t fileSize, Listing& listing) {
+  MemoryDocument document(place.GetName());
+  document.OpenAndRead(place.GetPath());
+  const Outline items = document.GetItems(Lacking::kThrows);
+  ListKind(document, Kind::kMemory, listing);
+  const bool isLinked = IsLinked(items);
+  ListItems(LinkedTree(items), listing);
+  listing.Add("tree",
+              {isLinked ? "by parent ids" : "by levels", isLinked ? "parentIds" : "levels"});
+  listing.Section("Sizes");
+  listing.Add("file", Bytes(fileSize));
+  ListRowSizes({fileSize, EndOfRows(document, format::kDbInfoSize)}, format::kDbInfoSize, listing);
+}
+
+/// A counter for each state that a slot may have.
+void ListSlotStates(CategoryDocument& categories, Listing& listing) {
+  const auto count = [&categories](auto has) {
+    unsigned long counted = 0;
+    for (size_t slot = 0; slot < categories.SlotCount(); ++slot) {
+      if (has(categories.Slot(slot))) ++counted;
+    }
+    return Number(counted);
+  };
+  using kx_gen::CCategoryRecord;
+  listing.Section("Categories");
+  listing.Add("categories", Number(categories.GetCategoryCount()));
+  listing.Add("empty slots", count([](CCategoryRecord& slot) { return slot.IsEmpty(); }));
+  listing.Add("flagged new", count([](CCategoryRecord& slot) { return slot.IsNew(); }));
+  listing.Add("flagged changed", count([](CCategoryRecord& slot) { return slot.IsChanged(); }));
+  listing.Add("flagged deleted", count([](CCategoryRecord& slot) { return slot.IsDeleted(); }));
+  listing.Add("flagged archived", count([](CCategoryRecord& slot) { return slot.IsArchived(); }));
+}
+
+/// Of any category, deleted ones too.
+Value LastChangeOf(CategoryDocument& categories) {
+  uint32_t last = 0;
+  for (size_t slot = 0; slot < categories.SlotCount(); ++slot) {
+    last = std::max(last, static_cast<uint32_t>(categories.Slot(slot).GetLastChangedTime()));
+  }
+  if (last == 0) return {"none", nullptr};
+  const std::string time = UtcTime(std::chrono::sys_seconds(std::chrono::seconds(last)));
+  return {time, time};
+}
+
+void ListCategories(const InputPlace& place, uint64_t fileSize, Listing& listing) {
+  CategoryDocument categories(place.GetName());
+  categories.OpenAndRead(place.GetPath(), false);
+  const ListedFile file = {categories, place.GetName(), listing};
+  ListKind(categories, Kind::kCategory, listing);
+  ListSlotStates(categories, listing);
+  listing.Add("last change", LastChangeOf(categories));
+  listing.Add("last id", Number(categories.GetLastIdRead()));
+  if (categories.HasNewFlag()) listing.Add("new flag", YesNo(categories.isNew()));
+  ListConduit(file);
+  ListSlots(file);
+  const unsigned long rowsBegin = categories.ExtraOffset() + categories.ExtraSize();
+  ListSizes({fileSize, EndOfRows(categories, rowsBegin)}, categories.ExtraOffset(),
+            "last id and flag", categories.ExtraSize(), listing);
+}
+
 struct InfoOptions {
   std::string file;
   bool json = false;
@@ -385,22 +312,17 @@ struct InfoOptions {
 
 void RunInfo(const Session& session, const InfoOptions& options) {
   const InputPlace place(session, options.file);
-  const std::unique_ptr<Document> document = place.Open();
-  document->ReadHeaders();
-  const Outline outline = document->ReadOutline();
-
+  const Kind kind = place.LookForKind();
+  const uint64_t fileSize = std::filesystem::file_size(place.GetPath());
   Listing listing;
   listing.Title(place.GetName());
-  listing.Add("kind", {"outline document", "outline"});
-  listing.Add("version", Number(document->GetVersionNum()));
-  listing.Add("rows", Number(document->GetRowCount()));
-  ListItems(outline, listing);
-  ListDeletedIds(*document, listing);
-  ListShared(*document, listing);
-  ListPrivate(*document, listing);
-  ListConduit(*document, listing);
-  ListSlots(*document, listing);
-  ListSizes(*document, std::filesystem::file_size(place.GetPath()), listing);
+  if (kind == Kind::kOutline) {
+    ListOutline(place, fileSize, listing);
+  } else if (kind == Kind::kMemory) {
+    ListMemoryOutline(place, fileSize, listing);
+  } else {
+    ListCategories(place, fileSize, listing);
+  }
   WriteData(options.json ? DumpLines(listing.GetJson()) : listing.GetLines());
 }
 
@@ -414,10 +336,12 @@ void AddInfo(CLI::App& app, ChosenCommand& chosen) {
       "Tells the header fields, counts and sizes of a document.\n\n"
       "Examples:\n"
       "  kxo info plan.kxo\n"
-      "  kxo info plan.kxo --json | jq .items.notes\n\n"
+      "  kxo info plan.kxo --json | jq .items.notes\n"
+      "  ssh host cat categories.kxc | kxo info -\n\n"
       "That is: how many items there are and of what kind, which ids of deleted items wait\n"
       "for synchronisation, every field of the headers, and what takes how much room. Fields\n"
-      "that synchronisation has yet to see are marked as changed.\n");
+      "that synchronisation has yet to see are marked as changed. Of a category file: which\n"
+      "categories there are, in what state, when one changed last, and the last id.\n");
   command->add_option("FILE", options->file, "The document; - is standard input")->required();
   command->add_flag("--json", options->json, "Print it as JSON");
   AddCodePageOption(*command);

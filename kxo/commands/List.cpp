@@ -1,4 +1,3 @@
-#include <fmt/chrono.h>
 #include <fmt/format.h>
 
 #include <CLI/App.hpp>
@@ -11,12 +10,16 @@
 #include <string>
 #include <vector>
 
+#include "CategoryDocument.h"
 #include "Columns.h"
+#include "DatabaseFile.h"
+#include "Document.h"
 #include "InputDocument.h"
 #include "JsonText.h"
 #include "ManyFiles.h"
 #include "Output.h"
 #include "Text.h"
+#include "UtcTime.h"
 #include "commands/CodePageOption.h"
 #include "commands/Commands.h"
 
@@ -30,8 +33,11 @@ struct ListOptions {
   bool json = false;
 };
 
+using salvage::Kind;
+
 /// What the list tells of a document.
 struct Entry {
+  Kind kind = Kind::kOutline;  ///< Only of an outline there are title, category and mark.
   std::string title;
   std::string category;
   unsigned long items = 0;
@@ -43,24 +49,47 @@ struct Entry {
 
 /// When the file was last written, to the second, UTC.
 std::string TimeOf(const fs::path& path) {
-  using std::chrono::system_clock;
   const auto written = std::chrono::file_clock::to_sys(fs::last_write_time(path));
-  const auto seconds = std::chrono::floor<std::chrono::seconds>(written);
-  return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(system_clock::to_time_t(seconds)));
+  return UtcTime(std::chrono::floor<std::chrono::seconds>(written));
+}
+
+void TellOutline(const InputPlace& place, Entry& entry) {
+  Document document(place.GetName());
+  document.OpenToRead(place.GetPath());
+  document.ReadHeaders();
+  entry.title = document.GetTitle();
+  document.InHeader(kx_gen::format::kSharedHeaderId, [&] {
+    kx_gen::_String category;
+    document.Shared().GetCategoryName(category);
+    entry.category = FromWide(category);
+    entry.outlineChanged = document.Shared().GetOutlineChanged();
+  });
+  entry.items = document.GetRowCount();
+}
+
+/// Its rows are not read.
+void TellMemoryOutline(const InputPlace& place, Entry& entry) {
+  kx_gen::CMemOutlDB db;
+  OpenToRead(db, place.GetName(), place.GetPath());
+  entry.items = db.GetRowCount();
+}
+
+void TellCategories(const InputPlace& place, Entry& entry) {
+  CategoryDocument categories(place.GetName());
+  categories.OpenAndRead(place.GetPath(), false);
+  entry.items = categories.GetCategoryCount();
 }
 
 Entry EntryOf(const InputPlace& place) {
-  const std::unique_ptr<Document> document = place.Open();
-  document->ReadHeaders();
   Entry entry;
-  entry.title = document->GetTitle();
-  document->InHeader(kx_gen::format::kSharedHeaderId, [&] {
-    kx_gen::_String category;
-    document->Shared().GetCategoryName(category);
-    entry.category = FromWide(category);
-    entry.outlineChanged = document->Shared().GetOutlineChanged();
-  });
-  entry.items = document->GetRowCount();
+  entry.kind = place.LookForKind();
+  if (entry.kind == Kind::kOutline) {
+    TellOutline(place, entry);
+  } else if (entry.kind == Kind::kMemory) {
+    TellMemoryOutline(place, entry);
+  } else {
+    TellCategories(place, entry);
+  }
   entry.changed = TimeOf(place.GetPath());
   entry.sizeBytes = fs::file_size(place.GetPath());
   entry.file = place.GetName();
@@ -69,9 +98,11 @@ Entry EntryOf(const InputPlace& place) {
 
 Json JsonOf(const Entry& entry) {
   Json json;
+  const bool isOutline = entry.kind == Kind::kOutline;
   json["file"] = entry.file;
-  json["title"] = entry.title;
-  json["category"] = entry.category;
+  json["kind"] = KeyOf(entry.kind);
+  json["title"] = isOutline ? Json(entry.title) : Json();
+  json["category"] = isOutline ? Json(entry.category) : Json();
   json["items"] = entry.items;
   json["changed"] = entry.changed;
   json["outlineChanged"] = entry.outlineChanged;
@@ -84,8 +115,10 @@ using Row = std::array<std::string, kColumnCount>;
 constexpr std::array<bool, kColumnCount> kIsNumber = {false, false, true, false, true, false};
 
 Row CellsOf(const Entry& entry) {
-  return {Escaped(entry.title), Escaped(entry.category),         std::to_string(entry.items),
-          entry.changed,        std::to_string(entry.sizeBytes), Escaped(entry.file)};
+  const bool isOutline = entry.kind == Kind::kOutline;
+  const std::string title = isOutline ? entry.title : "(" + salvage::NameOf(entry.kind) + ")";
+  return {Escaped(title), Escaped(entry.category),         std::to_string(entry.items),
+          entry.changed,  std::to_string(entry.sizeBytes), Escaped(entry.file)};
 }
 
 /// For people: columns, whatever takes how much room on the screen.
@@ -156,9 +189,10 @@ void AddList(CLI::App& app, ChosenCommand& chosen) {
       "  kxo list . --json | jq -r '.documents[] | select(.outlineChanged).file'\n\n"
       "Folders are searched for .kxo files, with the folders in them. On a terminal the columns\n"
       "have headings and are aligned; elsewhere tabs separate them. The time is that of the\n"
-      "file, in UTC; JSON tells besides whether the outline waits to be synchronised. Only the\n"
-      "headers are read: kxo check tells whether the rows are sound. What cannot be read is\n"
-      "named at the end.\n");
+      "file, in UTC; JSON tells besides whether the outline waits to be synchronised. Memory\n"
+      "outlines and category files say what they are where others have a title. Of outlines\n"
+      "only the headers are read: kxo check tells whether the rows are sound. What cannot be\n"
+      "read is named at the end.\n");
   command->add_option("PATH", options->paths, "Documents and folders; - is standard input")
       ->required();
   command->add_flag("--json", options->json, "Print the list as JSON");

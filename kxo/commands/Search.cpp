@@ -4,8 +4,10 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
+#include "CategoryDocument.h"
 #include "DataStream.h"
 #include "Failure.h"
 #include "InputDocument.h"
@@ -73,6 +75,23 @@ std::vector<std::string> ParentsOf(const Outline& outline, size_t index) {
   return parents;
 }
 
+/// The categories of a file as items, for those who search.
+Outline OutlineOfCategories(const InputPlace& place) {
+  CategoryDocument categories(place.GetName());
+  categories.OpenAndRead(place.GetPath(), false);
+  Outline outline;
+  for (size_t slot = 0; slot < categories.SlotCount(); ++slot) {
+    kx_gen::CCategoryRecord& category = categories.Slot(slot);
+    Item item;
+    item.id = static_cast<uint32_t>(category.GetCategoryId());
+    item.text = CategoryNameOf(category);
+    item.deleted = category.IsDeleted();
+    item.empty = category.IsEmpty();
+    outline.Add(0, std::move(item));
+  }
+  return outline;
+}
+
 std::string LineOf(const std::string& file, const Match& match) {
   std::string line = file + ":" + std::to_string(match.row) + ": ";
   for (const std::string& parent : match.parents) line += parent + " > ";
@@ -126,8 +145,14 @@ void Searching::Run() {
 
 void Searching::SearchOne(const std::string& name) {
   const InputPlace place(session_, name);
-  const Outline outline = place.Open()->ReadOutline();
-  for (size_t i = 0; i < outline.GetNodes().size(); ++i) SearchItem(place.GetName(), outline, i);
+  const salvage::Kind kind = place.LookForKind();
+  const bool isCategories = kind == salvage::Kind::kCategory;
+  const Outline outline = isCategories ? OutlineOfCategories(place) : place.ReadTree(kind);
+  for (size_t i = 0; i < outline.GetNodes().size(); ++i) {
+    const Item& item = outline.GetNodes()[i].item;
+    const bool isHole = isCategories && item.empty && !item.deleted;
+    if (!isHole) SearchItem(place.GetName(), outline, i);
+  }
 }
 
 void Searching::SearchItem(const std::string& file, const Outline& outline, size_t index) {
@@ -159,15 +184,17 @@ void AddSearch(CLI::App& app, ChosenCommand& chosen) {
   CLI::App* command = app.add_subcommand("search");
   command->group("Commands");
   command->description(
-      "Finds items whose text or note has a text in it.\n\n"
+      "Finds items whose text or note has a text in it, and categories by their names.\n\n"
       "Examples:\n"
       "  kxo search owl birds.kxo\n"
       "  kxo search --ignore-case 'tawny owl' ~/outlines\n"
       "  kxo search --regex '\\b[0-9]{4}-[0-9]{2}\\b' .\n"
-      "  kxo search owl . --json | jq -r '.matches[].file' | uniq\n\n"
+      "  kxo search owl . --json | jq -r '.matches[].file' | uniq\n"
+      "  ssh host cat plan.kxo | kxo search owl -\n\n"
       "A line for each item: file, row number as in kxo show --numbers, the items above it, and\n"
       "its text; below it the lines of its note that have the text. Folders are searched for\n"
-      ".kxo files, with the folders in them. Letters are those of all scripts. Regular\n"
+      ".kxo files, with the folders in them. Of a category file the number is that of the slot.\n"
+      "Letters are those of all scripts. Regular\n"
       "expressions are RE2's: none of them takes long. The exit code is 1 when nothing is\n"
       "found.\n");
   command->add_option("TEXT", options->text, "What to search for")->required();

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "CategoryView.h"
 #include "DataStream.h"
-#include "Document.h"
 #include "InputDocument.h"
 #include "JsonText.h"
 #include "Output.h"
@@ -15,6 +15,8 @@
 
 namespace kxo {
 namespace {
+
+using salvage::Kind;
 
 struct ShowOptions {
   std::string file;
@@ -41,11 +43,13 @@ Json JsonOfItem(const Outline::Node& node, size_t row) {
 }
 
 /// An item a line.
-void PrintJson(const std::string& name, const Outline& outline, const TreeOptions& options) {
+void PrintJson(const std::string& name, Kind kind, const Outline& outline,
+               const TreeOptions& options) {
   const std::vector<bool> visible = VisibleRows(outline, options);
+  const Json title = kind == Kind::kOutline ? Json(outline.title) : Json();
   DataStream out;
-  out.Write("{\"file\":" + Dump(Json(name)) + ",\"title\":" + Dump(Json(outline.title)) +
-            ",\"items\":[");
+  out.Write("{\"file\":" + Dump(Json(name)) + ",\"kind\":" + Dump(Json(KeyOf(kind))) +
+            ",\"title\":" + Dump(title) + ",\"items\":[");
   bool isFirst = true;
   for (size_t i = 0; i < visible.size(); ++i) {
     if (!visible[i]) continue;
@@ -58,12 +62,14 @@ void PrintJson(const std::string& name, const Outline& outline, const TreeOption
 
 void RunShow(const Session& session, const ShowOptions& options) {
   const InputPlace place(session, options.file);
-  const Outline outline = place.Open()->ReadOutline();
-  if (options.json) {
-    PrintJson(place.GetName(), outline, options.tree);
-  } else {
-    WriteData(DrawTree(outline, options.tree, OutputScreen()));
+  const Kind kind = place.LookForKind();
+  if (kind == Kind::kCategory) {
+    return PrintCategories(place.GetName(), place.GetPath(), options.tree.all, options.json);
   }
+  Outline outline = place.ReadTree(kind);
+  if (options.json) return PrintJson(place.GetName(), kind, outline, options.tree);
+  if (kind == Kind::kMemory) outline.title = place.GetName();  // it has none of its own
+  WriteData(DrawTree(outline, options.tree, OutputScreen()));
 }
 
 }  // namespace
@@ -84,7 +90,9 @@ void AddShow(CLI::App& app, ChosenCommand& chosen) {
       "its width, and control characters are shown as escapes; there are no colours where\n"
       "NO_COLOR is set. Elsewhere every level is indented by two blanks, items begin with -,\n"
       "folded ones with +. Checked items have [x]. What lies below folded items is left out\n"
-      "unless --all asks for it; the numbers count it.\n");
+      "unless --all asks for it; the numbers count it. A memory outline, which has no title, has\n"
+      "its file's name there; of a category file the categories are printed, as by kxo category\n"
+      "list.\n");
   command->add_option("FILE", options->file, "The document; - is standard input")->required();
   command->add_flag("--notes", options->tree.notes,
                     "Print the notes below their items, behind a colon");

@@ -1,9 +1,10 @@
 #include "formats/Format.h"
 
 #include <algorithm>
+#include <utility>
 
-#include "Document.h"
-#include "InputFile.h"
+#include "FileKind.h"
+#include "LinkedTree.h"
 #include "Session.h"
 #include "Text.h"
 #include "formats/Html.h"
@@ -26,9 +27,13 @@ const std::vector<Format>& Formats() {
 }
 
 Contents ReadFor(const Format& format, const std::string& name, const std::filesystem::path& file) {
-  if (format.writeAll != nullptr) return ReadContents(name, file, KindOfFile(name, file));
-  Contents contents;
-  contents.outline = OpenDocument(name, file)->ReadWhole();
+  const salvage::Kind kind = KindOfFile(name, file);
+  if (format.writeAll == nullptr && kind == salvage::Kind::kCategory) {
+    FailForKind(name, kind, salvage::Kind::kOutline);
+  }
+  Contents contents = ReadContents(name, file, kind);
+  const bool isLinked = format.writeAll == nullptr && kind == salvage::Kind::kMemory;
+  if (isLinked) contents.outline = LinkedTree(std::move(contents.outline));
   return contents;
 }
 

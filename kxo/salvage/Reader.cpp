@@ -18,8 +18,11 @@ class KindVotes {
  public:
   explicit KindVotes(Bytes file) : file_(file) {}
   Kind Decide();
+  std::optional<Kind> DecideByFront();
 
  private:
+  Kind Leading() const;
+  int Votes(Kind kind) const;
   void CountVersion();
   void CountTable();
   void CountExtra(size_t slotsEnd);
@@ -137,13 +140,36 @@ Kind KindVotes::Decide() {
   CountVersion();
   CountTable();
   CountRows();
+  return Leading();
+}
+
+/// Rows give votes to one kind at most.
+std::optional<Kind> KindVotes::DecideByFront() {
+  CountVersion();
+  CountTable();
+  const Kind leading = Leading();
+  for (const Kind kind : {Kind::kOutline, Kind::kMemory, Kind::kCategory}) {
+    const bool mayWin = kind != leading && Votes(kind) + kShapeVotes >= Votes(leading);
+    if (mayWin) return std::nullopt;
+  }
+  return leading;
+}
+
+Kind KindVotes::Leading() const {
   if (outline_ >= memory_ && outline_ >= category_) return Kind::kOutline;
   return memory_ > category_ ? Kind::kMemory : Kind::kCategory;
+}
+
+int KindVotes::Votes(Kind kind) const {
+  if (kind == Kind::kOutline) return outline_;
+  return kind == Kind::kMemory ? memory_ : category_;
 }
 
 }  // namespace
 
 Kind GuessKind(Bytes file) { return KindVotes(file).Decide(); }
+
+std::optional<Kind> KindByFront(Bytes front) { return KindVotes(front).DecideByFront(); }
 
 Totals ReadFile(Bytes file, std::optional<Kind> kind, Reporter& reporter) {
   const Kind read = kind ? *kind : GuessKind(file);

@@ -94,6 +94,8 @@ class Reporter {
 
 /// The kind that the bytes look most like.
 Kind GuessKind(Bytes file);
+/// The same by the first bytes of a file; nothing where its rows might speak for another kind.
+std::optional<Kind> KindByFront(Bytes front);
 
 /// Reads a whole file. Takes time in proportion to its size and, beside it, memory for the tags of
 /// one row.

@@ -176,7 +176,7 @@ TEST_F(Drawing, APictureFileThatExistsStaysUnlessForced) {
   EXPECT_EQ(run.err,
             "kxo: out.png: this file exists; choose another with -o, or replace it with --force\n");
   EXPECT_EQ(Kxo({"drawing", "get", "plan.kxo", "1", "-o", "out.jpg"}).err,
-            "kxo: out.jpg: its name tells no format; end it in .png or .bmp\n");
+            "kxo: out.jpg: its name tells no format; end it in .png or .bmp, or add --format\n");
 }
 
 TEST_F(Drawing, ALockedDocumentIsTold) {

@@ -117,7 +117,7 @@ TEST_F(JsonCommand, AFileThatIsNoneIsNotExported) {
 TEST_F(JsonCommand, OtherFormatsDoNotHoldCategories) {
   WriteGolden("category-v1", User("categories.db").string());
   const ProgramRun run = Kxo({"export", "categories.db", "--to", "text"});
-  EXPECT_EQ(run.exitCode, 3);
+  EXPECT_EQ(run.exitCode, 2);
   EXPECT_THAT(run.out, IsEmpty());
 }
 
