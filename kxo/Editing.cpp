@@ -35,6 +35,7 @@ fs::path FileToChange(const Session& session, const std::string& name) {
 void AddEditOptions(CLI::App& command, EditOptions& options) {
   command.add_option("FILE", options.file, "The document")->required();
   command.add_flag("--dry-run", options.dryRun, "Tell what would be done, and write nothing");
+  command.add_flag("--json", options.json, "Print what was done as JSON");
   AddCodePageOption(command);
 }
 
@@ -63,6 +64,14 @@ void SayDone(const std::string& name, const std::string& done, bool dryRun) {
 }
 
 void SayNothingToChange(const std::string& name) { Say(name + ": nothing to change"); }
+
+Json JsonOfEdit(const EditOptions& options, const std::optional<std::string>& done) {
+  Json json;
+  json["file"] = options.file;
+  json["done"] = done ? Json(*done) : Json();
+  json["written"] = done && !options.dryRun;
+  return json;
+}
 
 Edit::Edit(const Session& session, const EditOptions& options)
     : options_(options), path_(FileToChange(session, options.file)) {
@@ -120,11 +129,18 @@ void Edit::MarkChanged() {
   WhileWriting(GetName(), [&] { document_->SetOutlineChanged(true); });
 }
 
-void Edit::Finish(const std::string& done) {
-  if (!isChanged_) return SayNothingToChange(GetName());
-  CheckHeadersFit(*document_);
-  if (!options_.dryRun) document_->Save(path_, true);
-  SayDone(GetName(), done, options_.dryRun);
+void Edit::Finish(const std::string& done, const Json& facts) {
+  if (isChanged_) {
+    CheckHeadersFit(*document_);
+    if (!options_.dryRun) document_->Save(path_, true);
+    SayDone(GetName(), done, options_.dryRun);
+  } else {
+    SayNothingToChange(GetName());
+  }
+  if (!options_.json) return;
+  Json json = JsonOfEdit(options_, isChanged_ ? std::optional(done) : std::nullopt);
+  json.update(facts);
+  WriteData(DumpLines(json));
 }
 
 }  // namespace kxo

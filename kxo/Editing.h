@@ -4,10 +4,12 @@
 #include <CLI/App.hpp>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "Document.h"
 #include "ItemName.h"
+#include "JsonText.h"
 #include "Session.h"
 
 namespace kxo {
@@ -15,10 +17,11 @@ namespace kxo {
 struct EditOptions {
   std::string file;
   bool dryRun = false;
+  bool json = false;
 };
 /// The place of the file that the user names to be changed, which standard input cannot be.
 std::filesystem::path FileToChange(const Session& session, const std::string& name);
-/// FILE, --dry-run and --codepage.
+/// FILE, --dry-run, --json and --codepage.
 void AddEditOptions(CLI::App& command, EditOptions& options);
 
 /// Where an item goes; at most one of the three is given.
@@ -64,8 +67,8 @@ class Edit {
   void MarkChanged();
 
   /// Saves the document if anything changed, and tells what was done: a participle first, as in
-  /// "added item 3". A dry run only tells.
-  void Finish(const std::string& done);
+  /// "added item 3". A dry run only tells. Programs are told these facts besides.
+  void Finish(const std::string& done, const Json& facts = Json::object());
 
  private:
   EditOptions options_;
@@ -80,5 +83,8 @@ void CheckHeadersFit(Document& document);
 /// Tells of work that was done, or that a dry run would have done.
 void SayDone(const std::string& name, const std::string& done, bool dryRun);
 void SayNothingToChange(const std::string& name);
+/// What became of an edit, for programs: what was done, or would have been; nothing where there was
+/// nothing to change.
+Json JsonOfEdit(const EditOptions& options, const std::optional<std::string>& done);
 
 }  // namespace kxo

@@ -40,7 +40,7 @@ void RunAdd(const Session& session, const AddOptions& options) {
     Fill(static_cast<COutlineRecord&>(*row), level, options);
   });
   edit.MarkChanged();
-  edit.Finish("added item " + std::to_string(place.row + 1));
+  edit.Finish("added item " + std::to_string(place.row + 1), {{"row", place.row + 1}});
 }
 
 }  // namespace

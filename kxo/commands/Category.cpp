@@ -2,7 +2,9 @@
 #include <algorithm>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "CategoryDocument.h"
@@ -11,6 +13,7 @@
 #include "Failure.h"
 #include "FileKind.h"
 #include "InputDocument.h"
+#include "JsonText.h"
 #include "LibraryErrors.h"
 #include "Output.h"
 #include "Text.h"
@@ -31,7 +34,6 @@ struct CategoryOptions {
   std::string newName;
   std::string outlines;
   bool all = false;
-  bool json = false;
 };
 
 unsigned long Now() { return kx_gen::CTime::GetCurrentTime().GetTime(); }
@@ -55,9 +57,9 @@ class CategoryEdit {
   CCategoryRecord& FindOwn(const std::string& name, const std::string& what);
   void CheckIsFree(const std::string& name);
   void CheckHasRoom();
-  /// Lets `change` edit the file, saves it and tells what was done.
+  /// Lets `change` edit the file, saves it and tells what was done; programs by the result.
   template <class Change>
-  void Do(const std::string& done, Change change);
+  Json Do(const std::string& done, Change change);
 
  private:
   EditOptions options_;
@@ -95,10 +97,15 @@ void CategoryEdit::CheckHasRoom() {
 }
 
 template <class Change>
-void CategoryEdit::Do(const std::string& done, Change change) {
+Json CategoryEdit::Do(const std::string& done, Change change) {
   WhileWriting(options_.file, [&] { change(categories_); });
   if (!options_.dryRun) categories_.Save(path_, true);
   SayDone(options_.file, done, options_.dryRun);
+  return JsonOfEdit(options_, done);
+}
+
+void Print(const CategoryOptions& options, const Json& report) {
+  if (options.edit.json) WriteData(DumpLines(report));
 }
 
 // --- The documents that go along ---
@@ -107,8 +114,11 @@ void CategoryEdit::Do(const std::string& done, Change change) {
 class Bringing {
  public:
   Bringing(const Session& session, const CategoryOptions& options);
-  /// Carries on past documents that cannot be changed, and names them at the end.
+  /// Carries on past documents that cannot be changed.
   void Run(const std::string& oldName, const std::string& newName);
+  void AddTo(Json& report) const;
+  /// Names those that could not be changed, and fails for them.
+  void End() const;
 
  private:
   bool Has(const std::string& name, const std::string& category) const;
@@ -117,6 +127,8 @@ class Bringing {
   const Session& session_;
   bool dryRun_;
   std::vector<std::string> names_;
+  Json changed_ = Json::array();  // for programs
+  std::vector<std::pair<std::string, Failure>> failures_;
 };
 
 std::string CategoryOf(Document& document) {
@@ -155,7 +167,8 @@ bool Bringing::Has(const std::string& name, const std::string& category) const {
 void Bringing::Bring(const std::string& name, const std::string& oldName,
                      const std::string& newName) {
   if (!Has(name, oldName)) return;
-  Edit edit(session_, {name, dryRun_});
+  const EditOptions options = {name, dryRun_, false};
+  Edit edit(session_, options);
   Document& document = edit.GetDocument();
   if (CategoryOf(document) != oldName) return;
   WhileWriting(name, [&] {
@@ -163,21 +176,33 @@ void Bringing::Bring(const std::string& name, const std::string& oldName,
     document.SetCategoryChanged(true);
   });
   edit.MarkChanged();
-  edit.Finish("changed the category to " + Quoted(newName));
+  const std::string done = "changed the category to " + Quoted(newName);
+  edit.Finish(done);
+  changed_.push_back(JsonOfEdit(options, done));
 }
 
 void Bringing::Run(const std::string& oldName, const std::string& newName) {
-  std::vector<std::string> failures;
   for (const std::string& name : names_) {
     try {
       Bring(name, oldName, newName);
     } catch (const Failure& e) {
-      failures.emplace_back(e.what());
+      failures_.emplace_back(name, e);
     }
   }
-  if (failures.empty()) return;
-  for (const std::string& failure : failures) Say(failure);
-  throw Failure(kExitSomeFailed, Counted(failures.size(), "document") +
+}
+
+void Bringing::AddTo(Json& report) const {
+  report["documents"] = changed_;
+  report["failures"] = Json::array();
+  for (const auto& [name, failure] : failures_) {
+    report["failures"].push_back({{"file", name}, {"failure", failure.what()}});
+  }
+}
+
+void Bringing::End() const {
+  if (failures_.empty()) return;
+  for (const auto& [name, failure] : failures_) Say(failure.what());
+  throw Failure(kExitSomeFailed, Counted(failures_.size(), "document") +
                                      " could not be looked at or changed; once that is mended, kxo "
                                      "set-header --category brings them along");
 }
@@ -186,7 +211,7 @@ void Bringing::Run(const std::string& oldName, const std::string& newName) {
 
 void RunList(const Session& session, const CategoryOptions& options) {
   const InputPlace place(session, options.edit.file);
-  PrintCategories(place.GetName(), place.GetPath(), options.all, options.json);
+  PrintCategories(place.GetName(), place.GetPath(), options.all, options.edit.json);
 }
 
 // --- add, rename, remove, undelete ---
@@ -195,25 +220,40 @@ void RunAdd(const Session& session, const CategoryOptions& options) {
   CategoryEdit edit(session, options.edit);
   edit.CheckIsFree(options.name);
   edit.CheckHasRoom();
-  edit.Do("added category " + Quoted(options.name), [&](CategoryDocument& categories) {
-    // In a slot that a deleted one left, its mark would stay.
-    categories.AddNewCategory(ToWide(options.name).c_str(), nullptr)->SetDeleted(false);
-  });
+  unsigned long id = 0;
+  Json report =
+      edit.Do("added category " + Quoted(options.name), [&](CategoryDocument& categories) {
+        CCategoryRecord* const added =
+            categories.AddNewCategory(ToWide(options.name).c_str(), nullptr);
+        added->SetDeleted(false);  // in a slot that a deleted one left, its mark would stay
+        id = added->GetCategoryId();
+      });
+  report["id"] = id;
+  Print(options, report);
+}
+
+/// The file is closed again when the documents are brought along.
+Json Rename(const Session& session, const CategoryOptions& options) {
+  CategoryEdit edit(session, options.edit);
+  CCategoryRecord& category = edit.FindOwn(options.name, "renamed");
+  if (options.newName == options.name) {
+    SayNothingToChange(options.edit.file);
+    return JsonOfEdit(options.edit, std::nullopt);
+  }
+  edit.CheckIsFree(options.newName);
+  return edit.Do("renamed category " + Quoted(options.name) + " to " + Quoted(options.newName),
+                 [&](CategoryDocument& categories) {
+                   categories.RenameCategory(&category, ToWide(options.newName).c_str(), Now());
+                 });
 }
 
 void RunRename(const Session& session, const CategoryOptions& options) {
   Bringing documents(session, options);
-  {
-    CategoryEdit edit(session, options.edit);
-    CCategoryRecord& category = edit.FindOwn(options.name, "renamed");
-    if (options.newName == options.name) return SayNothingToChange(options.edit.file);
-    edit.CheckIsFree(options.newName);
-    edit.Do("renamed category " + Quoted(options.name) + " to " + Quoted(options.newName),
-            [&](CategoryDocument& categories) {
-              categories.RenameCategory(&category, ToWide(options.newName).c_str(), Now());
-            });
-  }
-  documents.Run(options.name, options.newName);
+  Json report = Rename(session, options);
+  if (options.newName != options.name) documents.Run(options.name, options.newName);
+  documents.AddTo(report);
+  Print(options, report);
+  documents.End();
 }
 
 /// What becomes of the documents of a removed category.
@@ -225,14 +265,19 @@ std::string UnfiledNameIn(CategoryDocument& categories) {
 void RunRemove(const Session& session, const CategoryOptions& options) {
   Bringing documents(session, options);
   std::string unfiled;
+  Json report;
   {
     CategoryEdit edit(session, options.edit);
     CCategoryRecord& category = edit.FindOwn(options.name, "removed");
     unfiled = UnfiledNameIn(edit.Get());
-    edit.Do("removed category " + Quoted(options.name),
-            [&](CategoryDocument& categories) { categories.DeleteCategory(&category, Now()); });
+    report = edit.Do("removed category " + Quoted(options.name), [&](CategoryDocument& categories) {
+      categories.DeleteCategory(&category, Now());
+    });
   }
   documents.Run(options.name, unfiled);
+  documents.AddTo(report);
+  Print(options, report);
+  documents.End();
 }
 
 CCategoryRecord& FindDeleted(CategoryDocument& categories, const CategoryOptions& options) {
@@ -251,8 +296,11 @@ void RunUndelete(const Session& session, const CategoryOptions& options) {
   edit.CheckIsFree(options.name);
   CCategoryRecord& category = FindDeleted(edit.Get(), options);
   edit.CheckHasRoom();
-  edit.Do("undeleted category " + Quoted(options.name),
-          [&](CategoryDocument& categories) { categories.UndeleteCategory(&category, Now()); });
+  Json report =
+      edit.Do("undeleted category " + Quoted(options.name),
+              [&](CategoryDocument& categories) { categories.UndeleteCategory(&category, Now()); });
+  report["id"] = category.GetCategoryId();
+  Print(options, report);
 }
 
 // --- The command line ---
@@ -280,6 +328,7 @@ void AddEditing(const Added& added, const std::string& which) {
   added.command.add_option("NAME", added.options.name, which)->required();
   added.command.add_flag("--dry-run", added.options.edit.dryRun,
                          "Tell what would be done, and write nothing");
+  added.command.add_flag("--json", added.options.edit.json, "Print what was done as JSON");
   AddCodePageOption(added.command);
 }
 
@@ -300,7 +349,7 @@ void AddListing(CLI::App& category, ChosenCommand& chosen) {
   list.command.add_option("FILE", list.options.edit.file, "The category file; - is standard input")
       ->required();
   list.command.add_flag("--all", list.options.all, "Also those that were deleted");
-  list.command.add_flag("--json", list.options.json, "Print them as JSON");
+  list.command.add_flag("--json", list.options.edit.json, "Print them as JSON");
   AddCodePageOption(list.command);
 }
 

@@ -13,6 +13,7 @@
 #include "Document.h"
 #include "Export.h"
 #include "Failure.h"
+#include "JsonText.h"
 #include "Output.h"
 #include "Progress.h"
 #include "System.h"
@@ -31,6 +32,7 @@ struct ConvertOptions {
   std::string format;
   std::string folder;
   bool force = false;
+  bool json = false;
 };
 
 /// A document, and where in the folder of results its own goes.
@@ -56,8 +58,10 @@ class Converting {
   void ConvertOne(const Job& job);
   void Convert(const Job& job, const fs::path& out);
   bool IsUpToDate(const Job& job, const fs::path& out) const;
-  void Keep(const Failure& failure);
+  void Keep(const std::string& name, const Failure& failure);
+  std::string NameOfResult(const Job& job) const;
   std::string Counts() const;
+  void PrintJson(bool isStopped) const;
   void End(bool isStopped);
 
   const Session& session_;
@@ -69,6 +73,8 @@ class Converting {
   Progress progress_;
   std::vector<Failure> failures_;
   std::vector<std::string> told_;
+  Json results_ = Json::array();  // for programs, as the next
+  Json jsonOfFailures_ = Json::array();
   size_t converted_ = 0;
   size_t upToDate_ = 0;
   size_t notFound_ = 0;
@@ -102,7 +108,7 @@ void Converting::Find(const std::string& path) {
       AddJob(path, file, PathOf(path).filename());
     }
   } catch (const Failure& failure) {
-    Keep(failure);
+    Keep(path, failure);
   }
 }
 
@@ -117,7 +123,7 @@ void Converting::FindIn(const std::string& name, const fs::path& folder) {
     if (isDocument && entry->is_regular_file(ignored)) found.push_back(entry->path());
   }
   if (error) {
-    Keep(FileFailure(kExitSystem, name, "cannot be searched (" + error.message() + ")"));
+    Keep(name, FileFailure(kExitSystem, name, "cannot be searched (" + error.message() + ")"));
   }
   std::sort(found.begin(), found.end());
   for (const fs::path& file : found) {
@@ -135,8 +141,8 @@ void Converting::AddJob(const std::string& name, const fs::path& in, const fs::p
   if (isFree) {
     jobs_.push_back({name, in, target});
   } else if (!fs::equivalent(place->second, in, error)) {
-    Keep(FileFailure(kExitSystem, name, "another document gives " + NameOf(target) + ", too",
-                     "convert it into another folder"));
+    Keep(name, FileFailure(kExitSystem, name, "another document gives " + NameOf(target) + ", too",
+                           "convert it into another folder"));
   }
 }
 
@@ -145,18 +151,20 @@ void Converting::ConvertOne(const Job& job) {
     const fs::path out = outFolder_ / job.relative;
     if (!options_.force && IsUpToDate(job, out)) {
       ++upToDate_;
+      results_.push_back({{"file", job.name}, {"out", NameOfResult(job)}, {"upToDate", true}});
     } else {
       Convert(job, out);
       ++converted_;
+      results_.push_back({{"file", job.name}, {"out", NameOfResult(job)}, {"upToDate", false}});
     }
   } catch (const Failure& failure) {
-    Keep(failure);
+    Keep(job.name, failure);
   }
 }
 
 void Converting::Convert(const Job& job, const fs::path& out) {
   const Contents contents = ReadFor(format_, job.name, job.in);
-  const std::string name = NameOf(PathOf(options_.folder) / job.relative);
+  const std::string name = NameOfResult(job);
   std::error_code error;
   fs::create_directories(out.parent_path(), error);
   if (error) {
@@ -177,7 +185,14 @@ bool Converting::IsUpToDate(const Job& job, const fs::path& out) const {
   return !inError && !outError && outTime > inTime;
 }
 
-void Converting::Keep(const Failure& failure) { failures_.push_back(failure); }
+void Converting::Keep(const std::string& name, const Failure& failure) {
+  failures_.push_back(failure);
+  jsonOfFailures_.push_back({{"file", name}, {"failure", failure.what()}});
+}
+
+std::string Converting::NameOfResult(const Job& job) const {
+  return NameOf(PathOf(options_.folder) / job.relative);
+}
 
 std::string Converting::Counts() const {
   std::string counts = fmt::format("{} converted", converted_);
@@ -186,7 +201,17 @@ std::string Converting::Counts() const {
   return counts;
 }
 
+void Converting::PrintJson(bool isStopped) const {
+  Json json;
+  json["results"] = results_;
+  json["failures"] = jsonOfFailures_;
+  json["remarks"] = told_;
+  json["stopped"] = isStopped;
+  WriteData(DumpLines(json));
+}
+
 void Converting::End(bool isStopped) {
+  if (options_.json) PrintJson(isStopped);
   for (const std::string& line : told_) Say(line);
   const bool isOnlyFailure = failures_.size() == 1 && jobs_.size() + notFound_ == 1;
   if (isOnlyFailure) throw failures_.front();
@@ -208,7 +233,8 @@ void AddConvert(CLI::App& app, ChosenCommand& chosen) {
       "Writes many documents in another format.\n\n"
       "Examples:\n"
       "  kxo convert ~/outlines --to html --out-dir ~/pages\n"
-      "  kxo convert a.kxo b.kxo --to markdown --out-dir notes\n\n"
+      "  kxo convert a.kxo b.kxo --to markdown --out-dir notes\n"
+      "  kxo convert . --to opml --out-dir out --json | jq '.failures[].file'\n\n"
       "Folders are searched for documents, and the folders in them come back in DIR. A result\n"
       "that is newer than its document is left alone, so that a second run does only what is\n"
       "new. A document that cannot be converted does not stop the others; all of them are named\n"
@@ -219,6 +245,7 @@ void AddConvert(CLI::App& app, ChosenCommand& chosen) {
       ->type_name("DIR")
       ->required();
   command->add_flag("--force", options->force, "Convert what is up to date, too");
+  command->add_flag("--json", options->json, "Print what became of each as JSON");
   AddCodePageOption(*command);
   command->callback([options, &chosen] {
     chosen = [options](const Session& session) { Converting(session, *options).Run(); };

@@ -197,7 +197,8 @@ void RunSet(const Session& session, const SetDrawingOptions& options) {
     if (DrawingBlockOf(record) != block) StoreDrawing(record, block);
   });
   edit.Finish("set the drawing of " + Named(row) + ", " + std::to_string(size.width) + " by " +
-              std::to_string(size.height) + " pixels");
+                  std::to_string(size.height) + " pixels",
+              {{"row", row + 1}, {"width", size.width}, {"height", size.height}});
 }
 
 void AddSetDrawing(CLI::App& drawing, ChosenCommand& chosen) {
@@ -234,7 +235,7 @@ void RunRemove(const Session& session, const RemoveDrawingOptions& options) {
   edit.ChangeRow(row, [](COutlineRecord& record) {
     if (record.HasDrawing()) record.DeleteBitmap();
   });
-  edit.Finish("removed the drawing of " + Named(row));
+  edit.Finish("removed the drawing of " + Named(row), {{"row", row + 1}});
 }
 
 void AddRemoveDrawing(CLI::App& drawing, ChosenCommand& chosen) {

@@ -27,10 +27,10 @@ class Move {
   void ShiftLevels();
   void MoveRows();
   std::string Done() const;
+  size_t NewRow() const { return place_.row <= rows_.first ? place_.row : place_.row - Count(); }
 
  private:
   size_t Count() const { return rows_.second - rows_.first; }
-  size_t NewRow() const { return place_.row <= rows_.first ? place_.row : place_.row - Count(); }
   void CheckTarget(const PlaceOptions& options) const;
 
   Edit& edit_;
@@ -97,7 +97,7 @@ void RunMove(const Session& session, const MoveOptions& options) {
   Move move(edit, options);
   move.ShiftLevels();
   move.MoveRows();
-  edit.Finish(move.Done());
+  edit.Finish(move.Done(), {{"row", move.NewRow() + 1}});
 }
 
 }  // namespace

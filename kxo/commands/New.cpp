@@ -13,6 +13,7 @@
 #include "InputFile.h"
 #include "PipedDocument.h"
 #include "Text.h"
+#include "commands/CodePageOption.h"
 #include "commands/Commands.h"
 
 namespace kxo {
@@ -127,6 +128,7 @@ void AddNew(CLI::App& app, ChosenCommand& chosen) {
       ->type_name("KIND")
       ->check(CLI::IsMember({kOutline, kCategory}));
   command->add_flag("--dry-run", options->dryRun, "Tell what would be done, and write nothing");
+  AddCodePageOption(*command);
   command->callback([options, &chosen] {
     chosen = [options](const Session& session) { RunNew(session, *options); };
   });

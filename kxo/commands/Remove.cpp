@@ -36,7 +36,8 @@ void RunRemove(const Session& session, const RemoveOptions& options) {
   edit.MarkChanged();
   const size_t below = rows.second - rows.first - 1;
   edit.Finish("removed item " + std::to_string(rows.first + 1) +
-              (below > 0 ? " with the " + Counted(below, "item") + " below it" : ""));
+                  (below > 0 ? " with the " + Counted(below, "item") + " below it" : ""),
+              {{"row", rows.first + 1}, {"items", below + 1}});
 }
 
 }  // namespace

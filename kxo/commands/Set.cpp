@@ -42,7 +42,7 @@ void RunSet(const Session& session, const SetOptions& options) {
   Edit edit(session, options.edit);
   const size_t row = edit.Find(options.item);
   edit.ChangeRow(row, [&](COutlineRecord& record) { Change(record, options); });
-  edit.Finish("changed item " + std::to_string(row + 1));
+  edit.Finish("changed item " + std::to_string(row + 1), {{"row", row + 1}});
 }
 
 /// Two flags of which one is given at most.

@@ -221,6 +221,34 @@ TEST_F(Category, LockedAndDamagedDocumentsAreNamedAtTheEnd) {
   EXPECT_THAT(List(), HasSubstr("House"));
 }
 
+TEST_F(Category, ProgramsAreToldWhatWasDone) {
+  fs::create_directory(User("docs"));
+  WriteOutline("docs/a.kxo", L"Home");
+  WriteUserFile("docs/b.kxo", "no document");
+  const auto told = [this](std::vector<std::string> arguments, int exitCode) {
+    arguments.emplace_back("--json");
+    const ProgramRun run = Kxo(arguments);
+    EXPECT_EQ(run.exitCode, exitCode) << run.err;
+    return nlohmann::json::parse(run.out);
+  };
+  const nlohmann::json added = told({"category", "add", kFile, "Garden"}, 0);
+  EXPECT_EQ(added["done"], "added category \"Garden\"");
+  EXPECT_EQ(added["id"], 131);
+  const nlohmann::json renamed =
+      told({"category", "rename", kFile, "Home", "House", "--outlines", "docs"}, 5);
+  EXPECT_EQ(renamed["written"], true);
+  ASSERT_EQ(renamed["documents"].size(), 1u);
+  EXPECT_EQ(renamed["documents"][0]["done"], "changed the category to \"House\"");
+  ASSERT_EQ(renamed["failures"].size(), 1u);
+  EXPECT_THAT(renamed["failures"][0]["failure"].get<std::string>(), HasSubstr("b.kxo: cannot be"));
+  EXPECT_EQ(told({"category", "rename", kFile, "House", "House"}, 0)["done"], nullptr);
+  const nlohmann::json removed = told({"category", "remove", kFile, "House", "--dry-run"}, 0);
+  EXPECT_EQ(removed["written"], false);
+  EXPECT_EQ(removed["documents"].size(), 0u);
+  EXPECT_EQ(Kxo({"category", "remove", kFile, "House"}).exitCode, 0);
+  EXPECT_EQ(told({"category", "undelete", kFile, "House"}, 0)["id"], 132);
+}
+
 TEST_F(Category, AFolderThatIsNotThereChangesNothing) {
   ExpectRefused({"category", "rename", kFile, "Home", "House", "--outlines", "none"}, 2,
                 "none: this is no folder; name the one with the documents");

@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
+
 #include "ToolTest.h"
 
 namespace kxo_test {
@@ -57,6 +59,22 @@ TEST_F(CommandLine, EveryCommandHasHelpThatLeadsWithExamples) {
     EXPECT_THAT(run.out, HasSubstr("\n  " + command + " "));
     EXPECT_LT(run.out.find("Example"), run.out.find("Usage:"));
     EXPECT_THAT(run.out, HasSubstr("Exit codes:"));
+  }
+}
+
+TEST_F(CommandLine, EveryCommandTakesACodePageAndEveryOneThatReportsTellsPrograms) {
+  // These make a file, and say no more than that.
+  const std::vector<std::vector<std::string>> making = {
+      {"drawing", "get"}, {"export"}, {"import"}, {"new"}};
+  for (std::vector<std::string> words : AllCommands({})) {
+    const bool isGroup = words.size() == 1 && (words[0] == "category" || words[0] == "drawing");
+    if (isGroup) continue;
+    const bool reports = std::find(making.begin(), making.end(), words) == making.end();
+    words.emplace_back("--help");
+    const std::string help = Kxo(words).out;
+    EXPECT_THAT(help, HasSubstr("--codepage N ")) << words[0];
+    EXPECT_EQ(help.find("\n  --json ") != std::string::npos, reports)
+        << words[0] << " " << words[1];
   }
 }
 

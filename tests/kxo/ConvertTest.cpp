@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <nlohmann/json.hpp>
 
 #include "NamePath.h"
 #include "ToolTest.h"
@@ -111,6 +112,23 @@ TEST_F(Convert, ABadFileDoesNotStopTheOthersAndIsNamedInTheEnd) {
   EXPECT_THAT(lines[1], HasSubstr("b.kxo: cannot be read"));
   EXPECT_EQ(lines[2], "kxo: 4 documents: 2 converted, 2 failed");
   EXPECT_THAT(FilesIn("out"), ElementsAre("a.txt", "c.txt"));
+}
+
+TEST_F(Convert, ProgramsAreToldWhatBecameOfEach) {
+  MakeDocument("a.kxo");
+  WriteUserFile("bad.kxo", "no document");
+  const ProgramRun run = Kxo(
+      {"convert", "a.kxo", "bad.kxo", "none.kxo", "--to", "text", "--out-dir", "out", "--json"});
+  EXPECT_EQ(run.exitCode, 5);
+  const auto told = nlohmann::json::parse(run.out);
+  ASSERT_EQ(told["results"].size(), 1u);
+  EXPECT_EQ(told["results"][0]["file"], "a.kxo");
+  EXPECT_EQ(told["results"][0]["out"], fs::path("out/a.txt").make_preferred().string());
+  EXPECT_EQ(told["results"][0]["upToDate"], false);
+  ASSERT_EQ(told["failures"].size(), 2u);
+  EXPECT_EQ(told["failures"][0]["file"], "none.kxo");
+  EXPECT_EQ(told["failures"][1]["file"], "bad.kxo");
+  EXPECT_EQ(told["stopped"], false);
 }
 
 TEST_F(Convert, ASingleFailureIsTheRuns) {

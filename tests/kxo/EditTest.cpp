@@ -2,6 +2,8 @@
 // what they leave as it is.
 #include <gmock/gmock.h>
 
+#include <nlohmann/json.hpp>
+
 #include "EditTool.h"
 #include "KxLayout.h"
 
@@ -84,6 +86,31 @@ TEST_F(Edit, NoItemIsAddedBelowTheDeepestLevel) {
                 "plan.kxo: items cannot be deeper than level 255; choose a place further up");
   Edited({"add", "plan.kxo", "beside", "--after", "5"});
   EXPECT_EQ(Tree()[5], "255 beside");
+}
+
+// --- What programs are told ---
+
+TEST_F(Edit, ProgramsAreToldWhatWasDone) {
+  const auto told = [this](std::vector<std::string> arguments) {
+    arguments.emplace_back("--json");
+    const ProgramRun run = Kxo(arguments);
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    return nlohmann::json::parse(run.out);
+  };
+  EXPECT_EQ(told({"add", "plan.kxo", "x", "--before", "2"}),
+            nlohmann::json::parse(R"({"file": "plan.kxo", "done": "added item 2", "written": true,
+                                      "row": 2})"));
+  EXPECT_EQ(told({"move", "plan.kxo", "2", "--before", "1"})["row"], 1);
+  EXPECT_EQ(told({"set", "plan.kxo", "1", "--check"})["row"], 1);
+  const nlohmann::json same = told({"set", "plan.kxo", "1", "--check"});
+  EXPECT_EQ(same["done"], nullptr);
+  EXPECT_EQ(same["written"], false);
+  const nlohmann::json dry = told({"remove", "plan.kxo", "1", "--dry-run"});
+  EXPECT_EQ(dry["done"], "removed item 1");
+  EXPECT_EQ(dry["items"], 1);
+  EXPECT_EQ(dry["written"], false);
+  EXPECT_EQ(told({"set-header", "plan.kxo", "--private"})["written"], true);
+  EXPECT_EQ(Kxo({"set", "plan.kxo", "99", "--check", "--json"}).out, "");
 }
 
 // --- Naming items ---
