@@ -87,7 +87,24 @@ std::optional<std::vector<Place>> Links::Places() const {
   return places;
 }
 
+bool IsLink(uint32_t tag) {
+  return tag == kx_gen::format::kTagInternalId || tag == kx_gen::format::kTagParentId;
+}
+
+void ForgetLinks(Item& item) {
+  item.internalId = 0;
+  item.parentId = 0;
+  std::erase_if(item.extras.unmarked, IsLink);
+  std::erase_if(item.extras.versions, [](const auto& version) { return IsLink(version.first); });
+  item.extras.stored.reset();
+}
+
 }  // namespace
+
+Outline WithoutLinks(Outline outline) {
+  for (size_t i = 0; i < outline.GetNodes().size(); ++i) ForgetLinks(outline.GetItem(i));
+  return outline;
+}
 
 Outline LinkedTree(Outline outline) {
   const std::optional<std::vector<Place>> places = Links(outline).Places();

@@ -13,6 +13,7 @@
 #include "Document.h"
 #include "Export.h"
 #include "Failure.h"
+#include "InputFile.h"
 #include "JsonText.h"
 #include "Output.h"
 #include "Progress.h"
@@ -99,6 +100,10 @@ void Converting::Run() {
 
 void Converting::Find(const std::string& path) {
   try {
+    if (path == kStandardStream) {
+      throw FileFailure(kExitSystem, InputName(path), "has no name that a result could have",
+                        "kxo export - writes one document");
+    }
     const fs::path place = session_.Absolute(path);
     std::error_code error;
     if (fs::is_directory(place, error)) {

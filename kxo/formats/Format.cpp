@@ -33,7 +33,7 @@ Contents ReadFor(const Format& format, const std::string& name, const std::files
   }
   Contents contents = ReadContents(name, file, kind);
   const bool isLinked = format.writeAll == nullptr && kind == salvage::Kind::kMemory;
-  if (isLinked) contents.outline = LinkedTree(std::move(contents.outline));
+  if (isLinked) contents.outline = WithoutLinks(LinkedTree(std::move(contents.outline)));
   return contents;
 }
 

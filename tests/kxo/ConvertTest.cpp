@@ -131,6 +131,14 @@ TEST_F(Convert, ProgramsAreToldWhatBecameOfEach) {
   EXPECT_EQ(told["stopped"], false);
 }
 
+TEST_F(Convert, StandardInputHasNoNameForAResult) {
+  const ProgramRun run = Kxo({"convert", "-", "--to", "text", "--out-dir", "out"});
+  EXPECT_EQ(run.exitCode, 2);
+  EXPECT_EQ(run.err,
+            "kxo: standard input: has no name that a result could have; kxo export - writes one "
+            "document\n");
+}
+
 TEST_F(Convert, ASingleFailureIsTheRuns) {
   WriteUserFile("b.kxo", "no document");
   const ProgramRun run = ToText({"b.kxo"});

@@ -166,6 +166,19 @@ TEST_F(Kinds, MemoryOutlinesAreExportedInTheirTree) {
   EXPECT_THAT(Printed({"show", "out.kxo"}), HasSubstr("- Trip\n  - Paris\n"));
 }
 
+TEST_F(Kinds, ADocumentHoldsWhatIsExportedOfAMemoryOutline) {
+  WriteGolden("memory-outline-all-fields", User(kMemory).string());
+  for (const char* name : {"out.opml", "out.md", "out.txt"}) {
+    EXPECT_EQ(Kxo({"export", kMemory, "-o", name}).exitCode, 0) << name;
+    const ProgramRun run = Kxo({"import", name, "--force"});
+    EXPECT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_EQ(Kxo({"check", "out.kxo"}).exitCode, 0) << name;
+    const StoredDocument document = ReadDocument("out.kxo");
+    ASSERT_EQ(document.rows.size(), 4u) << name;
+    EXPECT_EQ(document.rows[2].text, L"kept") << name;
+  }
+}
+
 TEST_F(Kinds, EditsOfMemoryOutlinesAreRefusedWithAnotherWay) {
   const std::string said =
       "memory.kxo: this is a memory outline, not an outline document; kxo export memory.kxo --to "
