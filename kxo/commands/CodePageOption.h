@@ -5,7 +5,7 @@
 #include <CLI/Error.hpp>
 #include <string>
 
-#include "KX_FileIO.h"
+#include "CodePage.h"
 
 namespace kxo {
 
@@ -16,7 +16,7 @@ inline void AddCodePageOption(CLI::App& command) {
     const bool isNumber = !number.empty() && number.size() <= 5 &&
                           number.find_first_not_of("0123456789") == std::string::npos;
     const unsigned long page = isNumber ? std::stoul(number) : 0;
-    if (page == 0 || !kx_gen::setNarrowCodePage(static_cast<unsigned int>(page))) {
+    if (page == 0 || !ChooseCodePage(static_cast<unsigned int>(page))) {
       throw CLI::ValidationError("--codepage: this system knows no code page " + number);
     }
   };

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string_view>
 
+#include "CodePage.h"
 #include "Failure.h"
 #include "System.h"
 #include "Text.h"
@@ -161,8 +162,13 @@ std::optional<std::string> FromMarked(const std::string& name, std::string_view 
   return std::nullopt;
 }
 
-std::string FromUnnamed(const std::string& bytes, ImportNotes& notes) {
+/// What the user says goes before a guess.
+std::string FromUnnamed(const std::string& name, const std::string& bytes, ImportNotes& notes) {
+  constexpr unsigned int kUtf8CodePage = 65001;
   if (FirstNotUtf8(bytes) == kNowhere) return bytes;
+  const unsigned int chosen = ChosenCodePage();
+  if (chosen == kUtf8CodePage) return FromUtf8(name, bytes, 0);
+  if (chosen != 0) return FromDeclared(name, bytes, "cp" + std::to_string(chosen));
   notes.Say("names no encoding and is not UTF-8: read as Windows-1252");
   return FromWestern(bytes);
 }
@@ -248,12 +254,12 @@ std::string XmlToUtf8(const std::string& name, const std::string& bytes, ImportN
   if (std::optional<std::string> text = FromMarked(name, bytes)) return *std::move(text);
   const std::string encoding = DeclaredEncoding(bytes);
   if (!encoding.empty()) return FromDeclared(name, bytes, encoding);
-  return FromUnnamed(bytes, notes);
+  return FromUnnamed(name, bytes, notes);
 }
 
 std::string PlainToUtf8(const std::string& name, const std::string& bytes, ImportNotes& notes) {
   const std::optional<std::string> marked = FromMarked(name, bytes);
-  std::string text = marked ? *marked : FromUnnamed(bytes, notes);
+  std::string text = marked ? *marked : FromUnnamed(name, bytes, notes);
   if (const size_t null = text.find('\0'); null != std::string::npos) {
     throw FileFailure(kExitDamaged, name,
                       "no text: a null character at " + Named(PlaceAt(text, null)), "remove it");

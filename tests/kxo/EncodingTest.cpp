@@ -111,6 +111,18 @@ TEST_F(Encodings, UnlabelledFilesThatAreNotUtf8AreReadAsWindows1252AndThatIsTold
               HasSubstr("in.opml: names no encoding and is not UTF-8: read as Windows-1252\n"));
 }
 
+TEST_F(Encodings, UnlabelledFilesAreReadInTheCodePageThatTheUserNames) {
+  EXPECT_EQ(Import(Headline("\xCF\xF0\xE8"), {"--codepage", "1251"}).err,
+            "kxo: in.kxo: written, 1 item\n");
+  EXPECT_EQ(Kxo({"show", "in.kxo", "--codepage", "1251"}).out, "Untitled\n- \u041F\u0440\u0438\n");
+  WriteUserFile("in.txt", "\xCF\xF0\xE8\n");
+  EXPECT_EQ(Kxo({"import", "in.txt", "--force", "--codepage", "1251"}).exitCode, 0);
+  EXPECT_EQ(Kxo({"show", "in.kxo", "--codepage", "1251"}).out, "Untitled\n- \u041F\u0440\u0438\n");
+  const ProgramRun run = Kxo({"import", "in.txt", "--force", "--codepage", "65001"});
+  EXPECT_EQ(run.exitCode, 3);
+  EXPECT_THAT(run.err, HasSubstr("damaged at offset 0: the bytes there are not UTF-8"));
+}
+
 TEST_F(Encodings, TheLabelMayStandInSingleQuotesAndBehindBlanks) {
   EXPECT_EQ(TextIn("\n <?xml version='1.0' encoding = 'latin1' ?>" + Headline("\xE9")), L"\u00E9");
 }

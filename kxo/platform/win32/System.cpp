@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <charconv>
 #include <climits>
 #include <cstdlib>
 #include <system_error>
@@ -28,7 +29,8 @@ struct NamedCodePage {
   unsigned int codePage;
 };
 
-/// Those that files name beside Unicode and Windows-1252, in lower case.
+/// Those that files name beside Unicode and Windows-1252, in lower case. "cp" may stand in front of
+/// the number of any.
 constexpr std::array<NamedCodePage, 31> kCodePages = {{
     {"windows-1250", 1250}, {"windows-1251", 1251}, {"windows-1253", 1253}, {"windows-1254", 1254},
     {"windows-1255", 1255}, {"windows-1256", 1256}, {"windows-1257", 1257}, {"windows-1258", 1258},
@@ -45,7 +47,11 @@ unsigned int CodePageOf(const std::string& encoding) {
   for (const NamedCodePage& known : kCodePages) {
     if (known.name == name) return known.codePage;
   }
-  return 0;
+  if (name.rfind("cp", 0) != 0) return 0;
+  unsigned int codePage = 0;
+  const char* const end = name.data() + name.size();
+  const auto [stop, error] = std::from_chars(name.data() + 2, end, codePage);
+  return error == std::errc() && stop == end ? codePage : 0;
 }
 
 /// Characters that `length` bytes are, or 0 when they are not text. Some code pages refuse the flag
