@@ -35,14 +35,18 @@ struct ImportOptions {
   bool force = false;
 };
 
+bool NameTellsFormat(const ImportOptions& options) {
+  const Format* const format = FormatOfFile(PathOf(options.in));
+  return format != nullptr && format->canRead();
+}
+
 /// Files whose name tells nothing are read as OPML.
 const Format& ChosenFormat(const ImportOptions& options) {
   if (!options.format.empty()) return *FormatNamed(options.format);
   if (options.in == kStandardStream) {
     throw Failure(kExitSystem, "standard input tells no format; name one with --from");
   }
-  const Format* format = FormatOfFile(PathOf(options.in));
-  return format != nullptr && format->canRead() ? *format : *FormatNamed("opml");
+  return NameTellsFormat(options) ? *FormatOfFile(PathOf(options.in)) : *FormatNamed("opml");
 }
 
 std::string OutNameOf(const ImportOptions& options) {
@@ -209,7 +213,7 @@ void CheckIsOther(const ImportSource& source) {
                     "kxo check tells what is in it");
 }
 
-void RunImport(const Session& session, const ImportOptions& options) {
+void ImportFile(const Session& session, const ImportOptions& options) {
   const Format& format = ChosenFormat(options);
   const fs::path in = InputPlace(session, options.in);
   const Target target(session, OutNameOf(options), in, options.force);
@@ -218,6 +222,18 @@ void RunImport(const Session& session, const ImportOptions& options) {
   const size_t count = format.readAll != nullptr ? ImportAll(format, source, target)
                                                  : ImportOutline(format, source, target);
   Say(target.GetName() + ": written, " + Counted(count, "item"));
+}
+
+/// A format that was only guessed may be the wrong one.
+void RunImport(const Session& session, const ImportOptions& options) {
+  try {
+    ImportFile(session, options);
+  } catch (const Failure& failure) {
+    const bool isGuessed = options.format.empty() && !NameTellsFormat(options);
+    if (!isGuessed || failure.GetExitCode() != kExitDamaged) throw;
+    throw Failure(kExitDamaged,
+                  std::string(failure.what()) + "; if it is not OPML, name its format with --from");
+  }
 }
 
 }  // namespace
@@ -234,7 +250,8 @@ void AddImport(CLI::App& app, ChosenCommand& chosen) {
       "  curl -s https://example.org/list.txt | kxo import - --from text -o list.kxo\n\n"
       "Carried are the title, the items with their notes and check marks, and all else that\n"
       "`kxo export` writes into the format. What a document has no place for is told and\n"
-      "counted. A file whose name tells no format is read as OPML.\n");
+      "counted. A file whose name tells no format is read as OPML. One that names no encoding\n"
+      "and is not UTF-8 is read in the code page, else as Windows-1252.\n");
   command->add_option("IN", options->in, "The file; - is standard input")->required();
   AddFromOption(*command, options->format);
   command

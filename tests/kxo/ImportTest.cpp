@@ -373,6 +373,14 @@ TEST_F(Import, TheSourceIsNeverItsOwnTarget) {
   EXPECT_EQ(UserFile("in.opml"), Opml(""));
 }
 
+TEST_F(Import, AGuessedFormatThatDoesNotFitIsToldAsAGuess) {
+  WriteUserFile("notes", "no XML at all");
+  const ProgramRun run = Kxo({"import", "notes"});
+  EXPECT_EQ(run.exitCode, 3);
+  EXPECT_THAT(run.err, EndsWith("; if it is not OPML, name its format with --from\n"));
+  EXPECT_THAT(ToolTest::Import("no XML at all").err, Not(HasSubstr("--from")));
+}
+
 TEST_F(Import, ADocumentNeedsNoImport) {
   ASSERT_EQ(ToolTest::Import(Opml("")).exitCode, 0);
   const ProgramRun run = Kxo({"import", "in.kxo", "-o", "out.kxo"});
