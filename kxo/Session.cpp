@@ -76,7 +76,7 @@ fs::path Session::PlaceForFile(const std::string& name) const {
   const fs::path folder = fs::canonical(path.parent_path(), error);
   if (error) {
     throw FileFailure(kExitSystem, name, "its folder cannot be used (" + error.message() + ")",
-                      "make the folder first, or choose another with -o");
+                      "make the folder first, or name another");
   }
   return folder / path.filename();
 }

@@ -355,7 +355,7 @@ TEST_F(Import, ATargetInAMissingFolderIsRefused) {
   const ProgramRun run = ToolTest::Import(Opml(""), {"-o", "no/such/out.kxo"});
   EXPECT_EQ(run.exitCode, 2);
   EXPECT_THAT(run.err, StartsWith("kxo: no/such/out.kxo: its folder cannot be used ("));
-  EXPECT_THAT(run.err, EndsWith("; make the folder first, or choose another with -o\n"));
+  EXPECT_THAT(run.err, EndsWith("; make the folder first, or name another\n"));
 }
 
 TEST_F(Import, ATargetThatNamesAFolderIsRefused) {

@@ -6,6 +6,7 @@ namespace kxo_test {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
@@ -93,7 +94,8 @@ TEST_F(New, WrongLinesAreTold) {
   EXPECT_EQ(Kxo({"new", "a.kxc", "--kind", "category", "--title", "x"}).err,
             "kxo: a category file has no title and no category; leave them out\n");
   EXPECT_EQ(Kxo({"new", "a.kxc", "--kind", "memory"}).exitCode, 2);
-  EXPECT_EQ(Kxo({"new", "none/a.kxo"}).exitCode, 2);
+  EXPECT_THAT(Kxo({"new", "none/a.kxo"}).err,
+              EndsWith("; make the folder first, or name another\n"));
   EXPECT_EQ(Kxo({"new"}).exitCode, 2);
   EXPECT_THAT(UserFiles(), IsEmpty());
 }
