@@ -129,7 +129,7 @@ void Edit::MarkChanged() {
   WhileWriting(GetName(), [&] { document_->SetOutlineChanged(true); });
 }
 
-void Edit::Finish(const std::string& done, const Json& facts) {
+void Edit::Finish(const std::string& done, std::initializer_list<Fact> facts) {
   if (isChanged_) {
     CheckHeadersFit(*document_);
     if (!options_.dryRun) document_->Save(path_, true);
@@ -139,7 +139,7 @@ void Edit::Finish(const std::string& done, const Json& facts) {
   }
   if (!options_.json) return;
   Json json = JsonOfEdit(options_, isChanged_ ? std::optional(done) : std::nullopt);
-  json.update(facts);
+  for (const Fact& fact : facts) json[fact.name] = fact.value;
   WriteData(DumpLines(json));
 }
 

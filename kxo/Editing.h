@@ -3,6 +3,7 @@
 
 #include <CLI/App.hpp>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <string>
@@ -32,6 +33,13 @@ struct PlaceOptions {
   bool IsGiven() const { return !under.empty() || !before.empty() || !after.empty(); }
 };
 void AddPlaceOptions(CLI::App& command, PlaceOptions& options);
+
+/// A number that programs are told. Values of JSON take memory even when they go, so none is made
+/// unless it is printed.
+struct Fact {
+  const char* name;
+  size_t value;
+};
 
 /// One change of one document, which nobody else can open meanwhile.
 class Edit {
@@ -68,7 +76,7 @@ class Edit {
 
   /// Saves the document if anything changed, and tells what was done: a participle first, as in
   /// "added item 3". A dry run only tells. Programs are told these facts besides.
-  void Finish(const std::string& done, const Json& facts = Json::object());
+  void Finish(const std::string& done, std::initializer_list<Fact> facts = {});
 
  private:
   EditOptions options_;

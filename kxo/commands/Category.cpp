@@ -101,7 +101,7 @@ Json CategoryEdit::Do(const std::string& done, Change change) {
   WhileWriting(options_.file, [&] { change(categories_); });
   if (!options_.dryRun) categories_.Save(path_, true);
   SayDone(options_.file, done, options_.dryRun);
-  return JsonOfEdit(options_, done);
+  return options_.json ? JsonOfEdit(options_, done) : Json();
 }
 
 void Print(const CategoryOptions& options, const Json& report) {
@@ -126,6 +126,7 @@ class Bringing {
 
   const Session& session_;
   bool dryRun_;
+  bool json_;
   std::vector<std::string> names_;
   Json changed_ = Json::array();  // for programs
   std::vector<std::pair<std::string, Failure>> failures_;
@@ -140,7 +141,7 @@ std::string CategoryOf(Document& document) {
 }
 
 Bringing::Bringing(const Session& session, const CategoryOptions& options)
-    : session_(session), dryRun_(options.edit.dryRun) {
+    : session_(session), dryRun_(options.edit.dryRun), json_(options.edit.json) {
   if (options.outlines.empty()) return;
   const fs::path folder = session.Absolute(options.outlines);
   if (!fs::is_directory(folder)) {
@@ -178,7 +179,7 @@ void Bringing::Bring(const std::string& name, const std::string& oldName,
   edit.MarkChanged();
   const std::string done = "changed the category to " + Quoted(newName);
   edit.Finish(done);
-  changed_.push_back(JsonOfEdit(options, done));
+  if (json_) changed_.push_back(JsonOfEdit(options, done));
 }
 
 void Bringing::Run(const std::string& oldName, const std::string& newName) {
@@ -192,6 +193,7 @@ void Bringing::Run(const std::string& oldName, const std::string& newName) {
 }
 
 void Bringing::AddTo(Json& report) const {
+  if (report.is_null()) return;
   report["documents"] = changed_;
   report["failures"] = Json::array();
   for (const auto& [name, failure] : failures_) {
@@ -228,7 +230,7 @@ void RunAdd(const Session& session, const CategoryOptions& options) {
         added->SetDeleted(false);  // in a slot that a deleted one left, its mark would stay
         id = added->GetCategoryId();
       });
-  report["id"] = id;
+  if (options.edit.json) report["id"] = id;
   Print(options, report);
 }
 
@@ -238,7 +240,7 @@ Json Rename(const Session& session, const CategoryOptions& options) {
   CCategoryRecord& category = edit.FindOwn(options.name, "renamed");
   if (options.newName == options.name) {
     SayNothingToChange(options.edit.file);
-    return JsonOfEdit(options.edit, std::nullopt);
+    return options.edit.json ? JsonOfEdit(options.edit, std::nullopt) : Json();
   }
   edit.CheckIsFree(options.newName);
   return edit.Do("renamed category " + Quoted(options.name) + " to " + Quoted(options.newName),
@@ -299,7 +301,7 @@ void RunUndelete(const Session& session, const CategoryOptions& options) {
   Json report =
       edit.Do("undeleted category " + Quoted(options.name),
               [&](CategoryDocument& categories) { categories.UndeleteCategory(&category, Now()); });
-  report["id"] = category.GetCategoryId();
+  if (options.edit.json) report["id"] = category.GetCategoryId();
   Print(options, report);
 }
 

@@ -61,6 +61,7 @@ class Converting {
   bool IsUpToDate(const Job& job, const fs::path& out) const;
   void Keep(const std::string& name, const Failure& failure);
   std::string NameOfResult(const Job& job) const;
+  void AddResult(const Job& job, bool isUpToDate);
   std::string Counts() const;
   void PrintJson(bool isStopped) const;
   void End(bool isStopped);
@@ -156,11 +157,11 @@ void Converting::ConvertOne(const Job& job) {
     const fs::path out = outFolder_ / job.relative;
     if (!options_.force && IsUpToDate(job, out)) {
       ++upToDate_;
-      results_.push_back({{"file", job.name}, {"out", NameOfResult(job)}, {"upToDate", true}});
+      AddResult(job, true);
     } else {
       Convert(job, out);
       ++converted_;
-      results_.push_back({{"file", job.name}, {"out", NameOfResult(job)}, {"upToDate", false}});
+      AddResult(job, false);
     }
   } catch (const Failure& failure) {
     Keep(job.name, failure);
@@ -192,7 +193,12 @@ bool Converting::IsUpToDate(const Job& job, const fs::path& out) const {
 
 void Converting::Keep(const std::string& name, const Failure& failure) {
   failures_.push_back(failure);
-  jsonOfFailures_.push_back({{"file", name}, {"failure", failure.what()}});
+  if (options_.json) jsonOfFailures_.push_back({{"file", name}, {"failure", failure.what()}});
+}
+
+void Converting::AddResult(const Job& job, bool isUpToDate) {
+  if (!options_.json) return;
+  results_.push_back({{"file", job.name}, {"out", NameOfResult(job)}, {"upToDate", isUpToDate}});
 }
 
 std::string Converting::NameOfResult(const Job& job) const {
