@@ -17,7 +17,7 @@ std::string StateOf(CCategoryRecord& category) {
 }
 
 Json JsonOf(CCategoryRecord& category) {
-  Json json;
+  Json json = Json::object();
   json["id"] = category.GetCategoryId();
   json["name"] = CategoryNameOf(category);
   json["lastChanged"] = category.GetLastChangedTime();
@@ -57,7 +57,7 @@ void PrintCategories(const std::string& name, const std::filesystem::path& file,
   CategoryDocument categories(name);
   categories.OpenAndRead(file, false);
   if (!json) return WriteData(LinesOf(categories, all));
-  Json object;
+  Json object = Json::object();
   object["file"] = name;
   object["kind"] = KeyOf(salvage::Kind::kCategory);
   object["categories"] = JsonOf(categories, all);

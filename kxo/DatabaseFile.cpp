@@ -1,5 +1,7 @@
 #include "DatabaseFile.h"
 
+#include <new>
+
 #include "System.h"
 
 namespace kxo {
@@ -46,7 +48,8 @@ std::string PlaceOfOpening(const CException& e) {
 void OpenFor(CDatabase& db, const std::string& name, const fs::path& file, unsigned int mode) {
   WhileReading(name, PlaceOfOpening, [&] {
     const sys::LibraryName libraryName(file);
-    db.CDatabase::Open(libraryName.get(), mode);
+    // What else it refuses it throws.
+    if (db.CDatabase::Open(libraryName.get(), mode) == 0) throw std::bad_alloc();
   });
 }
 

@@ -66,7 +66,7 @@ void SayDone(const std::string& name, const std::string& done, bool dryRun) {
 void SayNothingToChange(const std::string& name) { Say(name + ": nothing to change"); }
 
 Json JsonOfEdit(const EditOptions& options, const std::optional<std::string>& done) {
-  Json json;
+  Json json = Json::object();
   json["file"] = options.file;
   json["done"] = done ? Json(*done) : Json();
   json["written"] = done && !options.dryRun;

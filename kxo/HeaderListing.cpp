@@ -63,7 +63,7 @@ void ListSlots(const ListedFile& file) {
     const unsigned short id = info->record.id;
     const uint32_t size = info->record.size;
     const unsigned long offset = manager.GetHeaderReadPos(id);
-    Json slot = {{"id", id}, {"size", size}, {"offset", offset}};
+    Json slot = ObjectOf({{"id", id}, {"size", size}, {"offset", offset}});
     std::string use = "kept as it is";
     if (CTaggedDataHeader* header = manager.GetHeaderPtr(id)) {
       slot["used"] = header->getTaggedDataManager().size();

@@ -37,7 +37,9 @@ class HeaderListing {
       Value value = getter();
       if (changed) {
         value.text += "  (changed)";
-        file_.listing.ForPrograms()["changedFields"].push_back(ListingKey(name));
+        Json& fields = file_.listing.ForPrograms()["changedFields"];
+        if (fields.is_null()) fields = Json::array();
+        fields.push_back(ListingKey(name));
       }
       file_.listing.Add(name, value);
     });

@@ -63,6 +63,9 @@ Trouble TroubleOf(const CFileException& e) {
       return {"the file is in use by another program", "close it there and try again"};
     case CFileException::diskFull:
       return {"the disk is full", "make room and try again"};
+    case CFileException::hardIO:
+      return {"the device does not read or write it",
+              "copy the file to another disk and try again"};
     default:
       return {DescriptionOf(e) + " (system error " + std::to_string(e.GetOsError()) + ")", ""};
   }
@@ -79,22 +82,19 @@ void FailForExisting(const std::string& name) {
   throw FileFailure(kExitSystem, name, kExists, kChooseOrForce);
 }
 
-void FailForFile(const std::string& name, CFileException* e) {
+void FailForFile(const std::string& name, const CFileException* e) {
   if (e == nullptr) FailForMemory(name);
   const Trouble trouble = TroubleOf(*e);
-  const bool isLocked = IsLocked(*e);
-  e->Delete();
-  throw FileFailure(isLocked ? kExitLocked : kExitSystem, name, trouble.wrong, trouble.advice);
+  throw FileFailure(IsLocked(*e) ? kExitLocked : kExitSystem, name, trouble.wrong, trouble.advice);
 }
 
-void FailForContents(const std::string& name, const std::string& where, CException* e) {
+void FailForContents(const std::string& name, const std::string& where, const CException* e) {
   if (e == nullptr) FailForMemory(name);
   const bool noMemory = HasNumberOf(*e, kx_gen::kMsgOutOfMemory);
   const std::string foreign = AdviceForForeign(*e);
   const bool endsEarly = HasNumberOf(*e, kx_gen::kMsgReadError);
   const bool isRefused = HasNumberOf(*e, kx_gen::kMsgFileIo);  // going to a place in the file
   const std::string wrong = endsEarly ? "the file ends too early" : DescriptionOf(*e);
-  e->Delete();
   if (noMemory) FailForMemory(name);
   if (isRefused) {
     throw FileFailure(kExitSystem, name, "the system does not read it at " + where,
@@ -107,11 +107,9 @@ void FailForContents(const std::string& name, const std::string& where, CExcepti
   throw FileFailure(kExitDamaged, name, "damaged at " + where + ": " + wrong, kTryACopy);
 }
 
-void FailForWriting(const std::string& name, CException* e) {
+void FailForWriting(const std::string& name, const CException* e) {
   if (e == nullptr) FailForMemory(name);
-  const std::string wrong = DescriptionOf(*e);
-  e->Delete();
-  throw FileFailure(kExitSystem, name, "cannot be written: " + wrong);
+  throw FileFailure(kExitSystem, name, "cannot be written: " + DescriptionOf(*e));
 }
 
 }  // namespace kxo

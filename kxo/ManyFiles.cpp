@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <system_error>
+#include <utility>
 
 #include "InputFile.h"
 #include "Output.h"
@@ -70,7 +71,10 @@ void ManyFiles::AddTrouble(const std::string& name, const Failure& failure) {
 Json ManyFiles::JsonOfFailures() const {
   Json failures = Json::array();
   for (const Trouble& trouble : troubles_) {
-    failures.push_back({{"file", trouble.name}, {"failure", trouble.line}});
+    Json failure = Json::object();
+    failure["file"] = trouble.name;
+    failure["failure"] = trouble.line;
+    failures.push_back(std::move(failure));
   }
   return failures;
 }

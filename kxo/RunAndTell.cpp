@@ -1,11 +1,13 @@
 #include "RunAndTell.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <new>
 
 #include "Failure.h"
 #include "KX_FileIO.h"
+#include "LibraryErrors.h"
 #include "Output.h"
 #include "Text.h"
 
@@ -17,13 +19,12 @@ void SayThatMemoryRanOut() { std::fputs("kxo: there is not enough memory for thi
 
 /// Of the library's, that no document answers for: making one takes memory. Null says so, too.
 void SayAndRelease(kx_gen::CException* e) {
-  if (e == nullptr) return SayThatMemoryRanOut();
-  if (e->GetErrNumber() == kx_gen::kMsgOutOfMemory - 1) {
+  const Caught<kx_gen::CException> caught(e);
+  if (e == nullptr || e->GetErrNumber() == kx_gen::kMsgOutOfMemory - 1) {
     SayThatMemoryRanOut();
   } else {
     Say(Trimmed(FromWide(e->GetDescription())));
   }
-  e->Delete();
 }
 
 int RunAndSay(const std::function<void()>& run) {
@@ -43,9 +44,27 @@ int RunAndSay(const std::function<void()>& run) {
   return kExitSystem;
 }
 
+/// JSON being taken down, and folders being opened, take memory where nothing can be thrown. A lack
+/// of it ends the program there and then, with the same words and no file begun.
+[[noreturn]] void EndForMemory() noexcept {
+  // One that was about to be thrown where nothing can be has no name any more.
+  bool isMemory = !std::current_exception() && std::uncaught_exceptions() > 0;
+  try {
+    if (std::current_exception()) throw;
+  } catch (const std::bad_alloc&) {
+    isMemory = true;
+  } catch (...) {
+    // A defect, not a shortage.
+  }
+  if (!isMemory) std::abort();
+  SayThatMemoryRanOut();
+  std::_Exit(kExitSystem);
+}
+
 }  // namespace
 
 int RunAndTell(const std::function<void()>& run) {
+  std::set_terminate(EndForMemory);
   try {
     return RunAndSay(run);
   } catch (const std::bad_alloc&) {

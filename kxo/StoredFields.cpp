@@ -37,6 +37,11 @@ std::string_view BlockOf(CTaggedDataManager& tags) {
   return tags.size() == 0 ? std::string_view() : std::string_view(tags.get(0), tags.size());
 }
 
+/// For a block of this size: setters pass over exhausted memory.
+void MakeRoom(CTaggedDataManager& tags, size_t size) {
+  if (size > tags.size()) CheckResult(tags.reserve(static_cast<unsigned long>(size - tags.size())));
+}
+
 /// Replaces the whole block of a row or header.
 template <class Holder>
 void SetBlock(Holder& holder, std::string_view block) {
@@ -586,10 +591,11 @@ void Init(Holder& holder) {
 template <class Codec>
 typename Codec::Model Read(typename Codec::Holder& holder, Lacking lacking = Lacking::kIsDefault) {
   auto model = ReadFields<Codec>(holder, lacking);
+  const std::string_view block = BlockOf(holder.getTaggedDataManager());
   typename Codec::Holder again;
   Init(again);
+  MakeRoom(again.getTaggedDataManager(), block.size());
   ApplyFields<Codec>(again, nullptr, model);
-  const std::string_view block = BlockOf(holder.getTaggedDataManager());
   if (BlockOf(again.getTaggedDataManager()) != block) Codec::ExtrasIn(model).stored = block;
   return model;
 }

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
 #include <utility>
@@ -197,7 +198,7 @@ void Bringing::AddTo(Json& report) const {
   report["documents"] = changed_;
   report["failures"] = Json::array();
   for (const auto& [name, failure] : failures_) {
-    report["failures"].push_back({{"file", name}, {"failure", failure.what()}});
+    report["failures"].push_back(ObjectOf({{"file", name}, {"failure", failure.what()}}));
   }
 }
 
@@ -218,6 +219,11 @@ void RunList(const Session& session, const CategoryOptions& options) {
 
 // --- add, rename, remove, undelete ---
 
+/// The library passes over exhausted memory when it sets a name.
+void CheckHasName(CCategoryRecord& category, const std::string& name) {
+  if (CategoryNameOf(category) != FromWide(ToWide(name))) throw std::bad_alloc();
+}
+
 void RunAdd(const Session& session, const CategoryOptions& options) {
   CategoryEdit edit(session, options.edit);
   edit.CheckIsFree(options.name);
@@ -227,6 +233,7 @@ void RunAdd(const Session& session, const CategoryOptions& options) {
       edit.Do("added category " + Quoted(options.name), [&](CategoryDocument& categories) {
         CCategoryRecord* const added =
             categories.AddNewCategory(ToWide(options.name).c_str(), nullptr);
+        CheckHasName(*added, options.name);
         added->SetDeleted(false);  // in a slot that a deleted one left, its mark would stay
         id = added->GetCategoryId();
       });
@@ -246,6 +253,7 @@ Json Rename(const Session& session, const CategoryOptions& options) {
   return edit.Do("renamed category " + Quoted(options.name) + " to " + Quoted(options.newName),
                  [&](CategoryDocument& categories) {
                    categories.RenameCategory(&category, ToWide(options.newName).c_str(), Now());
+                   CheckHasName(category, options.newName);
                  });
 }
 
@@ -267,7 +275,7 @@ std::string UnfiledNameIn(CategoryDocument& categories) {
 void RunRemove(const Session& session, const CategoryOptions& options) {
   Bringing documents(session, options);
   std::string unfiled;
-  Json report;
+  Json report = Json::object();
   {
     CategoryEdit edit(session, options.edit);
     CCategoryRecord& category = edit.FindOwn(options.name, "removed");

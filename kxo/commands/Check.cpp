@@ -68,7 +68,7 @@ class JsonPrinter : public salvage::Reporter {
 };
 
 void JsonPrinter::OnEnd(const Totals& totals) {
-  Json json;
+  Json json = Json::object();
   json["errors"] = totals.errors;
   json["warnings"] = totals.warnings;
   json["sound"] = totals.errors + totals.warnings == 0;
@@ -166,7 +166,10 @@ void Checking::ReadOne(const std::string& name, const std::vector<unsigned char>
 /// What cannot be read ends the run only when there is nothing else to read.
 void Checking::Tell(const Failure& failure, const std::string& name) {
   if (options_.json) {
-    out_.Write(Dump(Json{{"file", InputName(name)}, {"failure", failure.what()}}));
+    Json json = Json::object();
+    json["file"] = InputName(name);
+    json["failure"] = failure.what();
+    out_.Write(Dump(json));
   }
   const bool isFirst = failed_++ == 0;
   failure_ = isFirst || failure_ == failure.GetExitCode() ? failure.GetExitCode() : kExitSystem;

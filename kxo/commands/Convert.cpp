@@ -193,12 +193,14 @@ bool Converting::IsUpToDate(const Job& job, const fs::path& out) const {
 
 void Converting::Keep(const std::string& name, const Failure& failure) {
   failures_.push_back(failure);
-  if (options_.json) jsonOfFailures_.push_back({{"file", name}, {"failure", failure.what()}});
+  if (options_.json)
+    jsonOfFailures_.push_back(ObjectOf({{"file", name}, {"failure", failure.what()}}));
 }
 
 void Converting::AddResult(const Job& job, bool isUpToDate) {
   if (!options_.json) return;
-  results_.push_back({{"file", job.name}, {"out", NameOfResult(job)}, {"upToDate", isUpToDate}});
+  results_.push_back(
+      ObjectOf({{"file", job.name}, {"out", NameOfResult(job)}, {"upToDate", isUpToDate}}));
 }
 
 std::string Converting::NameOfResult(const Job& job) const {
@@ -213,7 +215,7 @@ std::string Converting::Counts() const {
 }
 
 void Converting::PrintJson(bool isStopped) const {
-  Json json;
+  Json json = Json::object();
   json["results"] = results_;
   json["failures"] = jsonOfFailures_;
   json["remarks"] = told_;

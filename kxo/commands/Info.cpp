@@ -108,7 +108,7 @@ Value WindowOf(kx_gen::CPrivateOutlineHeader& header) {
       Join({pos.minPositionX, pos.minPositionY}) + ", maximised at " +
       Join({pos.maxPositionX, pos.maxPositionY}) + "\nshow command " + Digits(pos.showCmd) +
       ", flags " + Digits(pos.flags);
-  Json json;
+  Json json = Json::object();
   json["normal"] = {pos.normalLeft, pos.normalTop, pos.normalRight, pos.normalBottom};
   json["minimised"] = {pos.minPositionX, pos.minPositionY};
   json["maximised"] = {pos.maxPositionX, pos.maxPositionY};
@@ -132,7 +132,7 @@ Value FontOf(kx_gen::CPrivateOutlineHeader& header) {
   header.GetStoredFontInfo(&font);
   // Of a packed record: copies, not references.
   const auto number = [](long value) { return Json(value); };
-  Json json;
+  Json json = Json::object();
   json["height"] = number(font.height);
   json["width"] = number(font.width);
   json["escapement"] = number(font.escapement);

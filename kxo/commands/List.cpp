@@ -8,6 +8,7 @@
 #include <iterator>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "CategoryDocument.h"
@@ -97,7 +98,7 @@ Entry EntryOf(const InputPlace& place) {
 }
 
 Json JsonOf(const Entry& entry) {
-  Json json;
+  Json json = Json::object();
   const bool isOutline = entry.kind == Kind::kOutline;
   json["file"] = entry.file;
   json["kind"] = KeyOf(entry.kind);
@@ -158,7 +159,10 @@ void Print(const std::vector<Entry>& entries) {
 void PrintJson(const std::vector<Entry>& entries, const ManyFiles& files) {
   Json documents = Json::array();
   for (const Entry& entry : entries) documents.push_back(JsonOf(entry));
-  WriteData(DumpLines({{"documents", documents}, {"failures", files.JsonOfFailures()}}));
+  Json json = Json::object();
+  json["documents"] = std::move(documents);
+  json["failures"] = files.JsonOfFailures();
+  WriteData(DumpLines(json));
 }
 
 void RunList(const Session& session, const ListOptions& options) {

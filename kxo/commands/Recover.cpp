@@ -148,7 +148,7 @@ void LossTeller::End(const Json& summary) {
 }
 
 Json SummaryOf(const Rebuilder& rebuilder, const Totals& totals, bool isWritten) {
-  Json json;
+  Json json = Json::object();
   json["written"] = isWritten;
   json["kind"] = NameOf(rebuilder.GetKind());
   json["rowsWhole"] = rebuilder.GetRows().whole;

@@ -102,7 +102,7 @@ std::string LineOf(const std::string& file, const Match& match) {
 }
 
 Json JsonOf(const std::string& file, const Match& match) {
-  Json json;
+  Json json = Json::object();
   json["file"] = file;
   json["row"] = match.row;
   json["id"] = match.node.item.id;

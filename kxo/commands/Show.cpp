@@ -2,6 +2,7 @@
 #include <CLI/Validators.hpp>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "CategoryView.h"
@@ -26,7 +27,7 @@ struct ShowOptions {
 
 Json JsonOfItem(const Outline::Node& node, size_t row) {
   const Item& item = node.item;
-  Json json;
+  Json json = Json::object();
   json["row"] = row;
   json["depth"] = node.depth + 1;
   json["id"] = item.id;
@@ -35,10 +36,13 @@ Json JsonOfItem(const Outline::Node& node, size_t row) {
   json["expanded"] = item.expanded;
   json["checked"] = item.checked;
   json["deleted"] = item.deleted;
-  json["drawing"] = Json();
+  Json drawing;
   if (item.drawing) {
-    json["drawing"] = {{"width", item.drawing->width}, {"height", item.drawing->height}};
+    drawing = Json::object();
+    drawing["width"] = item.drawing->width;
+    drawing["height"] = item.drawing->height;
   }
+  json["drawing"] = std::move(drawing);
   return json;
 }
 

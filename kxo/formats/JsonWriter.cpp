@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <new>
 #include <nlohmann/json.hpp>
 
 #include "Base64.h"
@@ -102,6 +103,45 @@ void PutExtras(ObjectWriter& object, const Extras& extras, json::FieldNames fiel
   if (extras.stored || isBlockNeeded) object.Set("storedBlock", ToBase64(block()));
 }
 
+/// A block that gives back what it was made of, as all that came from a file does. Setters of the
+/// library pass over exhausted memory.
+std::string Whole(std::string block, bool isHeld) {
+  if (!isHeld) throw std::bad_alloc();
+  return block;
+}
+
+std::string WholeBlock(Kind kind, const Outline::Node& node) {
+  std::string block = BlockOfItem(kind, node.level, node.item);
+  unsigned level = 0;
+  const bool isHeld = ItemOfBlock(kind, block, level) == node.item && level == node.level;
+  return Whole(std::move(block), isHeld);
+}
+
+std::string WholeBlock(const Category& category) {
+  std::string block = BlockOfCategory(category);
+  const bool isHeld = CategoryOfBlock(block) == category;
+  return Whole(std::move(block), isHeld);
+}
+
+std::string WholeBlock(const SharedFields& shared) {
+  std::string block = BlockOfShared(shared);
+  const bool isHeld = SharedOfBlock(block) == shared;
+  return Whole(std::move(block), isHeld);
+}
+
+std::string WholeBlock(const Outline& outline) {
+  std::string block = BlockOfView(outline.title, outline.view);
+  std::string title;
+  const bool isHeld = ViewOfBlock(block, title) == outline.view && title == outline.title;
+  return Whole(std::move(block), isHeld);
+}
+
+std::string WholeBlock(const Extras& conduit) {
+  std::string block = BlockOfConduit(conduit);
+  const bool isHeld = ConduitOfBlock(block) == conduit;
+  return Whole(std::move(block), isHeld);
+}
+
 OrderedJson JsonOf(const Drawing& drawing) {
   ObjectWriter object;
   object.Set("width", drawing.width);
@@ -121,7 +161,7 @@ OrderedJson JsonOf(const Outline::Node& node, Kind kind) {
   json::VisitItem(object, level, node.item, kind);
   if (node.item.drawing) object.Set("drawing", JsonOf(*node.item.drawing));
   PutExtras(object, node.item.extras, json::ItemFields(kind), object.IsCleaned(),
-            [&] { return BlockOfItem(kind, node.level, node.item); });
+            [&] { return WholeBlock(kind, node); });
   return object.Take();
 }
 
@@ -129,7 +169,7 @@ OrderedJson JsonOf(const Category& category) {
   ObjectWriter object;
   json::VisitCategory(object, category);
   PutExtras(object, category.extras, json::CategoryFields(), object.IsCleaned(),
-            [&] { return BlockOfCategory(category); });
+            [&] { return WholeBlock(category); });
   return object.Take();
 }
 
@@ -159,18 +199,24 @@ OrderedJson ExtrasOf(const Extras& extras, json::FieldNames fields, bool isBlock
 }
 
 OrderedJson ConduitOf(const HeaderTable& headers) {
-  return ExtrasOf(headers.conduit, {}, false, [&] { return BlockOfConduit(headers.conduit); });
+  return ExtrasOf(headers.conduit, {}, false, [&] { return WholeBlock(headers.conduit); });
 }
 
 void PutTable(ObjectWriter& object, const HeaderTable& headers, const HeaderTable& fresh) {
   OrderedJson slots = OrderedJson::array();
   for (const HeaderSlot& slot : headers.slots) {
-    slots.push_back({{"id", slot.id}, {"size", slot.sizeBytes}});
+    ObjectWriter entry;
+    entry.Set("id", slot.id);
+    entry.Set("size", slot.sizeBytes);
+    slots.push_back(entry.Take());
   }
   if (headers.slots != fresh.slots) object.Set("slotSizes", std::move(slots));
   OrderedJson unknown = OrderedJson::array();
   for (const UnknownHeader& header : headers.unknown) {
-    unknown.push_back({{"id", header.id}, {"slot", ToBase64(header.slot)}});
+    ObjectWriter entry;
+    entry.Set("id", header.id);
+    entry.Set("slot", ToBase64(header.slot));
+    unknown.push_back(entry.Take());
   }
   object.SetUnlessEmpty("unknownHeaders", std::move(unknown));
 }
@@ -191,11 +237,10 @@ void PutOutline(ObjectWriter& object, const Outline& outline) {
   headers.SetUnlessEmpty("conduit", ConduitOf(outline.headers));
   headers.SetUnlessEmpty(
       "shared", ExtrasOf(outline.shared.extras, json::SharedHeaderFields(), isSharedCleaned,
-                         [&] { return BlockOfShared(outline.shared); }));
-  headers.SetUnlessEmpty("private", ExtrasOf(outline.view.extras, json::PrivateHeaderFields(),
-                                             isTitleCleaned || isViewCleaned, [&] {
-                                               return BlockOfView(outline.title, outline.view);
-                                             }));
+                         [&] { return WholeBlock(outline.shared); }));
+  headers.SetUnlessEmpty(
+      "private", ExtrasOf(outline.view.extras, json::PrivateHeaderFields(),
+                          isTitleCleaned || isViewCleaned, [&] { return WholeBlock(outline); }));
   object.SetUnlessEmpty("headers", headers.Take());
   PutTable(object, outline.headers, NewHeaders());
 }

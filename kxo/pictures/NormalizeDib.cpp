@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <new>
 #include <optional>
 
 #include "DibLayout.h"
@@ -163,7 +164,7 @@ class Target {
     const uint64_t size = BitsAt() + picture.TargetSize();
     if (size > UINT32_MAX) return;
     handle_.reset(MemAlloc(static_cast<unsigned long>(size)));
-    if (handle_ == nullptr) return;
+    if (handle_ == nullptr) throw std::bad_alloc();
     data_ = static_cast<unsigned char*>(MemGetPtr(handle_.get()));
     std::memset(data_, 0, static_cast<size_t>(size));
     PutHeader();

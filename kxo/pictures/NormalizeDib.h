@@ -15,7 +15,7 @@
 namespace kxo {
 
 /// The picture of a BMP file. Returns a new memory handle, which the caller frees with MemFree, or
-/// null when the bytes are no such picture, are cut short, or memory ran out.
+/// null when the bytes are no such picture or are cut short. Throws std::bad_alloc.
 void* NormalizeBmp(const unsigned char* file, size_t size);
 
 /// The same of a packed bitmap in a memory handle, which stays with the caller.

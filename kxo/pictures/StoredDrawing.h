@@ -8,12 +8,12 @@
 
 namespace kxo {
 
-/// The picture of a block, in the form of NormalizeDib.h. Null when the block is damaged, has fewer
-/// pixels than its width and height count, or memory ran out.
+/// The picture of a block, in the form of NormalizeDib.h. Null when the block is damaged or has
+/// fewer pixels than its width and height count. Throws std::bad_alloc.
 OwnedHandle DibOfBlock(const unsigned char* block, size_t size);
 
 /// The block that a record stores for a packed bitmap in a memory handle, which stays with the
-/// caller. Empty when the bitmap is no picture, or memory ran out.
+/// caller. Empty when the bitmap is no picture. Throws std::bad_alloc.
 std::vector<unsigned char> BlockOfDib(void* dib);
 
 }  // namespace kxo

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <new>
 #include <string_view>
 
 #include "Text.h"
@@ -22,11 +23,16 @@ unsigned long Size(const std::vector<unsigned char>& block) {
   return static_cast<unsigned long>(block.size());
 }
 
+/// What blocks answer when they have no memory, so that none is written without what it lacks.
+void CheckMemory(long result) {
+  if (result != 0) throw std::bad_alloc();
+}
+
 /// Replaces a header's whole block.
 void SetBlock(kx_gen::CTaggedDataHeader& header, Bytes block) {
   header.FreeData();
-  header.getTaggedDataManager().insert(0, reinterpret_cast<const char*>(block.data()),
-                                       static_cast<unsigned long>(block.size()));
+  CheckMemory(header.getTaggedDataManager().insert(0, reinterpret_cast<const char*>(block.data()),
+                                                   static_cast<unsigned long>(block.size())));
 }
 
 /// The bytes of one value in a block that is in order; empty when it lacks the tag.
@@ -166,8 +172,9 @@ void Rebuilder::FillHeader(const HeaderPart& part, kx_gen::CTaggedDataHeader& he
   // What is lost keeps the default that the header was made with.
   kx_gen::CTaggedDataManager& tags = header.getTaggedDataManager();
   for (const Value& value : values) {
-    tags.setData(value.tag, value.data.data(), static_cast<unsigned long>(value.data.size()),
-                 nullptr, value.version);
+    CheckMemory(tags.setData(value.tag, value.data.data(),
+                             static_cast<unsigned long>(value.data.size()), nullptr,
+                             value.version));
     tags.setTagChanged(value.tag, (value.flags & format::kTagFlagChanged) != 0);
   }
   for (const Field* field : mender.Missing(values)) {
@@ -343,7 +350,9 @@ void Rebuilder::OnEnd(const Totals& totals) {
   if (largestCategoryId_ != 0) static_cast<Category&>(*db_).lastId = largestCategoryId_;
   db_->CDatabase::InitNewDatabase();
   nextRow_ = std::make_unique<NextRow>(*this);
-  for (size_t i = 0; i < rows_.size(); ++i) db_->GetRecordset()->add(nextRow_.get());
+  kx_gen::CDBRecordset& set = *db_->GetRecordset();
+  for (size_t i = 0; i < rows_.size(); ++i) set.add(nextRow_.get());
+  CheckMemory(static_cast<size_t>(set.getSize()) == rows_.size() ? 0 : -1);
 }
 
 void Rebuilder::TellMissingRows(const Totals& totals) {

@@ -42,7 +42,7 @@ std::string LineOf(const Finding& finding, const Overview& overview) {
 }
 
 Json JsonOf(const Finding& finding, const Overview& overview) {
-  Json json;
+  Json json = Json::object();
   json["code"] = NameOf(finding.code);
   json["severity"] = finding.error ? "error" : "warning";
   AddPlace(finding, overview, json);
@@ -60,7 +60,7 @@ std::string LineOf(const Loss& loss, const Overview& overview) {
 }
 
 Json JsonOf(const Loss& loss, const Overview& overview) {
-  Json json;
+  Json json = Json::object();
   json["code"] = loss.code;
   AddPlace(loss, overview, json);
   json["what"] = loss.what;

@@ -56,6 +56,10 @@ bool Operation::IsDocumented(const Ending& ending, Cause cause, long errorNumber
   return cause == Cause::kAllocation ? isOfMemory(ending) : isOfFile(ending.thrown, errorNumber);
 }
 
+void Operation::CheckEnd(int exitCode, bool /*goesOn*/) {
+  ADD_FAILURE() << "the process ended: " << exitCode;
+}
+
 std::wstring here(const std::wstring& name) { return (fs::current_path() / name).wstring(); }
 
 // Thousands of times: in one piece.

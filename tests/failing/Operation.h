@@ -47,6 +47,8 @@ class Operation {
   /// Whether the files are what is promised after this ending. `goesOn`: whether everything failed
   /// from some point on, cleaning up included.
   virtual void CheckFiles(const Ending& ending, Cause cause, bool goesOn) = 0;
+  /// Whether all is as promised after an ending of the whole process.
+  virtual void CheckEnd(int exitCode, bool goesOn);
   /// Whether this ending is one that is documented; the number is that of the system's refusal.
   virtual bool IsDocumented(const Ending& ending, Cause cause, long errorNumber) const;
 };
@@ -57,6 +59,10 @@ struct Listed {
   std::function<std::unique_ptr<Operation>()> make;
   long fileCallsAtLeast;
   long allocationsAtLeast;
+  /// It may end its process when memory runs out, and so gets one of its own.
+  bool mayEndProcess = false;
+  /// A library of others that it uses loses blocks when memory runs out.
+  bool mayLeak = false;
 };
 std::ostream& operator<<(std::ostream& out, const Listed& listed);
 

@@ -10,9 +10,9 @@
 namespace kx_failing {
 
 /// The ways to end, for the figures.
-constexpr const char* kWays[] = {"done",           "another result", "CException",
-                                 "CFileException", "CDBException",   "null exception",
-                                 "std::bad_alloc"};
+constexpr const char* kWays[] = {"done",           "another result",    "CException",
+                                 "CFileException", "CDBException",      "null exception",
+                                 "std::bad_alloc", "end of the program"};
 
 struct Sweep {
   long points = 0;  ///< Failed once, and from then on: each n counts twice.

@@ -1,30 +1,32 @@
-// The tool's commands, run in this program as its main function runs them.
-#include <CLI/CLI.hpp>
-
-#include "Document.h"
-#include "Environment.h"
-#include "Failure.h"
+// The tool's commands on one document: made, changed, exported and imported.
 #include "KxLayout.h"
-#include "Operation.h"
-#include "OutlineDB.h"
 #include "Pictures.h"
-#include "RunAndTell.h"
-#include "commands/Commands.h"
-#include "formats/Opml.h"
+#include "ToolCommand.h"
+#include "ToolFiles.h"
 #include "pictures/Png.h"
 
 namespace kx_failing {
 namespace {
 
-namespace fs = std::filesystem;
-
 using kx_test::Bytes;
-using testing::internal::CaptureStderr;
-using testing::internal::GetCapturedStderr;
+using kx_test::bytesOf;
 
 constexpr int kItems = 30;
 
-std::string opmlText() {
+/// With the files that there are in its folder, beside one in the folder `out`.
+ToolTask taskOf(void (*command)(CLI::App&, kxo::ChosenCommand&),
+                const std::vector<std::string>& words, const Files& files) {
+  ToolTask task;
+  task.add = command;
+  task.words = words;
+  task.files = files;
+  task.files["out/other"] = {};
+  return task;
+}
+
+// --- Import ---
+
+Bytes opmlText() {
   std::string text =
       R"(<opml version="2.0"><head><title>A title for the document</title></head><body>)";
   for (int i = 0; i < kItems; ++i) {
@@ -32,189 +34,172 @@ std::string opmlText() {
     if (i % 3 != 0) text += "</outline>";
   }
   for (int i = 0; i < kItems; i += 3) text += "</outline>";
-  return text + "</body></opml>";
+  return bytesOf(text + "</body></opml>");
 }
 
-struct Input {
-  std::string name;
-  Bytes bytes;
-};
-
-/// A command that makes the file `out` of the file `in`.
-class Convert : public Operation {
- public:
-  using AddCommand = void (*)(CLI::App&, kxo::ChosenCommand&);
-
-  /// `arguments` in reverse order, as the parser takes them. Empty `old`: there is no such file.
-  Convert(AddCommand add, std::vector<std::string> arguments, const Input& in,
-          const std::string& out, const Bytes& old)
-      : home_(fs::current_path()), in_(in), out_("out/" + out), old_(old) {
-    setStateFolder(home_ / "state");
-    fs::create_directory("out");
-    add(app_, command_);
-    app_.parse(std::move(arguments));
-    Prepare();
-    EXPECT_EQ(Run(), "");
-    LeaveSession();
-    new_ = bytesAt(out_);
-  }
-
-  void Prepare() override {
-    putBytes(in_.name, in_.bytes);
-    if (old_.empty()) {
-      removeFile(out_);
-    } else {
-      putBytes(out_, old_);
-    }
-    CaptureStderr();
-  }
-  std::string Run() override {
-    exitCode_ = kxo::RunAndTell([this] {
-      const kxo::Session session;
-      command_(session);
-    });
-    return exitCode_ == 0 ? "" : "it failed";
-  }
-
-  /// The whole old or the whole new document, and one line that says what is wrong.
-  void CheckFiles(const Ending& ending, Cause cause, bool goesOn) override {
-    const std::string told = LeaveSession();
-    const Bytes bytes = bytesAt(out_);
-    // When memory runs out for telling that it is written, it is written.
-    const bool mayBeNew = ending.isDone || cause == Cause::kAllocation;
-    EXPECT_TRUE((bytes == new_ && mayBeNew) || (bytes == old_ && !ending.isDone));
-    const size_t expected = bytes.empty() ? 0 : 1;
-    EXPECT_LE(namesIn("out").size(), expected + (goesOn ? 1 : 0));
-    if (ending.isDone) return;
-    EXPECT_EQ(told.rfind("kxo: ", 0), 0u) << told;
-    EXPECT_EQ(told.find('\n'), told.size() - 1) << told;
-    // A row that lacks a field for want of memory is refused as one that a document cannot hold.
-    const bool isRefused = exitCode_ == kxo::kExitDamaged && cause == Cause::kAllocation;
-    // What the system does not let be read is told as damage of the file, at its place.
-    const bool isUnreadable = exitCode_ == kxo::kExitDamaged && cause == Cause::kFileCall &&
-                              told.find(": damaged at ") != std::string::npos;
-    // Where the system does not tell whether others have the file open, they may.
-    const bool isLocked = exitCode_ == kxo::kExitLocked && cause == Cause::kFileCall;
-    EXPECT_TRUE(exitCode_ == kxo::kExitSystem || isRefused || isUnreadable || isLocked) << told;
-    const bool isOfMemory = told.find("memory") != std::string::npos;
-    EXPECT_TRUE(!isOfMemory || cause == Cause::kAllocation) << told;
-  }
-  /// The tool catches everything itself.
-  bool IsDocumented(const Ending& ending, Cause /*cause*/, long /*errorNumber*/) const override {
-    return ending.isDone || !ending.answer.empty();
-  }
-
- private:
-  /// What the command said.
-  std::string LeaveSession() {
-    fs::current_path(home_);
-    return GetCapturedStderr();
-  }
-
-  fs::path home_;
-  Input in_;
-  std::string out_;
-  Bytes old_;
-  Bytes new_;
-  CLI::App app_;
-  kxo::ChosenCommand command_;
-  int exitCode_ = 0;
-};
-
-std::unique_ptr<Operation> import(const std::string& in, const std::string& text,
-                                  const std::vector<std::string>& more, const Bytes& old) {
-  std::vector<std::string> arguments = more;
-  for (const std::string& word :
-       {std::string("out/in.kxo"), std::string("-o"), in, std::string("import")}) {
-    arguments.push_back(word);
-  }
-  return std::make_unique<Convert>(kxo::AddImport, std::move(arguments),
-                                   Input{in, Bytes(text.begin(), text.end())}, "in.kxo", old);
-}
-
-std::string markdownText() {
+Bytes markdownText() {
   std::string text = "# A title for the document\n\n";
   for (int i = 0; i < kItems; ++i) {
     text += "- [x] Item number " + std::to_string(i) + "\n\n  A note of it\n\n  - below\n";
   }
-  return text;
+  return bytesOf(text);
 }
 
-Bytes documentBytes() {
-  kxo::ImportNotes notes;
-  kxo::Document document("in.kxo");
-  document.TakeWhole(kxo::ReadOpml({"in.opml", opmlText(), nullptr}, notes));
-  document.Save(here(L"in.kxo"), true);
-  return bytesAt("in.kxo");
+Bytes plainText() {
+  std::string text;
+  for (int i = 0; i < kItems; ++i) text += "Item number " + std::to_string(i) + "\n\tbelow\n";
+  return bytesOf(text);
 }
 
-std::unique_ptr<Operation> exportTo(const std::string& format) {
-  const std::string out = "in." + format;
-  const std::vector<std::string> arguments = {"out/" + out, "-o",     format,
-                                              "--to",       "in.kxo", "export"};
-  return std::make_unique<Convert>(kxo::AddExport, arguments, Input{"in.kxo", documentBytes()}, out,
-                                   Bytes());
+ToolTask import(const std::string& in, const Bytes& bytes) {
+  return taskOf(kxo::AddImport, {"import", in, "-o", "out/in.kxo"}, {{in, bytes}});
 }
+
+ToolTask importOver() {
+  ToolTask task = import("in.opml", opmlText());
+  task.words.emplace_back("--force");
+  task.files["out/in.kxo"] = {1, 2, 3};
+  return task;
+}
+
+/// JSON of one of the files that are compared byte for byte.
+ToolTask importJson(const std::string& golden) {
+  return import("in.json", jsonOf(kx_test::golden(golden)));
+}
+
+void addImports(std::vector<Listed>& list) {
+  add(list, "import a new document", 30, 300, [] { return import("in.opml", opmlText()); });
+  add(list, "import over an old document", 40, 300, importOver);
+  add(list, "import Markdown", 30, 300, [] { return import("in.md", markdownText()); });
+  add(list, "import text", 30, 300, [] { return import("in.txt", plainText()); });
+  addApart(list, "import JSON of an outline", 30, 300,
+           [] { return importJson("outline-all-fields"); });
+  addApart(list, "import JSON of an outline with unknown parts", 30, 300,
+           [] { return importJson("outline-unknown"); });
+  addApart(list, "import JSON of a memory outline", 30, 100,
+           [] { return importJson("memory-outline-all-fields"); });
+  addApart(list, "import JSON of a category file", 30, 100,
+           [] { return importJson("category-v1"); });
+}
+
+// --- Export ---
+
+ToolTask exportTo(const std::string& format, const Bytes& document) {
+  return taskOf(kxo::AddExport, {"export", "in.kxo", "--to", format, "-o", "out/in." + format},
+                {{"in.kxo", document}});
+}
+
+/// Pictures are written beside the file, and ahead of it.
+ToolTask exportDrawings() {
+  ToolTask task = exportTo("opml", kx_test::golden("outline-all-fields"));
+  task.mayEndHalfway = true;
+  return task;
+}
+
+/// What is exported goes to standard output.
+ToolTask print(const std::string& format, const Bytes& document) {
+  return taskOf(kxo::AddExport, {"export", "in.kxo", "--to", format}, {{"in.kxo", document}});
+}
+
+void addExports(std::vector<Listed>& list) {
+  for (const char* format : {"html", "markdown", "opml", "text"}) {
+    add(list, std::string("export ") + format, 10, 100,
+        [format] { return exportTo(format, documentOf(kItems)); });
+  }
+  add(list, "export opml with drawings", 10, 50, exportDrawings);
+  add(list, "print html with drawings", 10, 50,
+      [] { return print("html", kx_test::golden("outline-all-fields")); });
+  addApart(list, "export JSON of an outline", 10, 100,
+           [] { return exportTo("json", documentOf(5)); });
+  addApart(list, "export JSON of an outline with drawings", 10, 50,
+           [] { return exportTo("json", kx_test::golden("outline-all-fields")); });
+  addApart(list, "export JSON of an outline with unknown parts", 10, 50,
+           [] { return exportTo("json", kx_test::golden("outline-unknown")); });
+  addApart(list, "export JSON of a memory outline", 10, 50,
+           [] { return exportTo("json", kx_test::golden("memory-outline-all-fields")); });
+  addApart(list, "export JSON of a category file", 10, 50,
+           [] { return exportTo("json", kx_test::golden("category-v1")); });
+  addApart(list, "print JSON of a category file", 10, 50,
+           [] { return print("json", kx_test::golden("category-v1")); });
+}
+
+// --- Edits ---
 
 Bytes pngBytes() {
   const kx_test::Handle dib = kx_test::handleOf(kx_test::picture(40, 30, 8));
-  const std::string png = kxo::EncodePng(dib.get());
-  return {png.begin(), png.end()};
+  return bytesOf(kxo::EncodePng(dib.get()));
 }
 
 /// A command on out/plan.kxo; `arguments` are what follows that.
-std::unique_ptr<Operation> edit(Convert::AddCommand add, const std::vector<std::string>& command,
-                                const std::vector<std::string>& arguments) {
-  std::vector<std::string> line(arguments.rbegin(), arguments.rend());
-  line.emplace_back("out/plan.kxo");
-  line.insert(line.end(), command.rbegin(), command.rend());
-  return std::make_unique<Convert>(add, std::move(line), Input{"in.png", pngBytes()}, "plan.kxo",
-                                   documentBytes());
+ToolTask edit(void (*command)(CLI::App&, kxo::ChosenCommand&), std::vector<std::string> words,
+              const std::vector<std::string>& arguments) {
+  words.emplace_back("out/plan.kxo");
+  words.insert(words.end(), arguments.begin(), arguments.end());
+  return taskOf(command, words, {{"in.png", pngBytes()}, {"out/plan.kxo", documentOf(kItems)}});
+}
+
+ToolTask create(const std::string& name, const std::vector<std::string>& options) {
+  std::vector<std::string> words = {"new", "out/" + name};
+  words.insert(words.end(), options.begin(), options.end());
+  return taskOf(kxo::AddNew, words, {});
 }
 
 void addEdits(std::vector<Listed>& list) {
-  list.push_back({"let the tool add an item",
-                  [] {
-                    return edit(kxo::AddAdd, {"add"}, {"A new item", "--under", "2"});
-                  },
-                  40, 300});
-  list.push_back({"let the tool change an item",
-                  [] {
-                    return edit(kxo::AddSet, {"set"}, {"2", "--note", "Another note", "--check"});
-                  },
-                  40, 300});
-  list.push_back({"let the tool move items",
-                  [] {
-                    return edit(kxo::AddMove, {"move"}, {"2", "--under", "4"});
-                  },
-                  40, 300});
-  list.push_back({"let the tool remove items",
-                  [] { return edit(kxo::AddRemove, {"remove"}, {"1"}); }, 40, 300});
-  list.push_back(
-      {"let the tool read a PNG picture as a drawing",
-       [] {
-         return edit(kxo::AddDrawing, {"drawing", "set"}, {"2", "in.png", "--max", "20x20"});
-       },
-       40, 300});
+  addApart(list, "make a new outline", 30, 50, [] {
+    return create("new.kxo", {"--title", "A title for it", "--category", "Work"});
+  });
+  addApart(list, "make a new category file", 30, 30, [] {
+    return create("new.kxc", {"--kind", "category"});
+  });
+  addApart(list, "add an item", 40, 300, [] {
+    return edit(kxo::AddAdd, {"add"}, {"A new item", "--under", "2"});
+  });
+  addApart(list, "change an item", 40, 300, [] {
+    return edit(kxo::AddSet, {"set"}, {"2", "--note", "Another note", "--check"});
+  });
+  addApart(list, "change headers", 40, 300, [] {
+    return edit(kxo::AddSetHeader, {"set-header"}, {"--title", "Another title", "--private"});
+  });
+  addApart(list, "move items", 40, 300, [] {
+    return edit(kxo::AddMove, {"move"}, {"2", "--under", "5"});
+  });
+  addApart(list, "remove items", 40, 300, [] { return edit(kxo::AddRemove, {"remove"}, {"1"}); });
+  addApart(list, "tell what removing items would do", 10, 300, [] {
+    return edit(kxo::AddRemove, {"remove"}, {"1", "--dry-run"});
+  });
+}
+
+// --- Drawings ---
+
+/// A command on the document with drawings, one of which is in its third item.
+ToolTask draw(const std::vector<std::string>& words) {
+  return taskOf(kxo::AddDrawing, words, {{"out/plan.kxo", kx_test::golden("outline-all-fields")}});
+}
+
+void addDrawings(std::vector<Listed>& list) {
+  addApart(list, "read a PNG picture as a drawing", 40, 300, [] {
+    return edit(kxo::AddDrawing, {"drawing", "set"}, {"2", "in.png", "--max", "20x20"});
+  });
+  for (const char* format : {"png", "bmp"}) {
+    addApart(list, std::string("write a drawing as ") + format, 10, 30, [format] {
+      const std::string out = std::string("out/picture.") + format;
+      return draw({"drawing", "get", "out/plan.kxo", "3", "-o", out});
+    });
+  }
+  addApart(list, "remove a drawing", 30, 50, [] {
+    return draw({"drawing", "remove", "out/plan.kxo", "3"});
+  });
 }
 
 }  // namespace
 
 void addToolOperations(std::vector<Listed>& list) {
-  list.push_back({"let the tool import a new document",
-                  [] { return import("in.opml", opmlText(), {}, {}); }, 30, 300});
-  list.push_back({"let the tool import over an old document",
-                  [] {
-                    return import("in.opml", opmlText(), {"--force"}, {1, 2, 3});
-                  },
-                  40, 300});
-  list.push_back({"let the tool import Markdown",
-                  [] { return import("in.md", markdownText(), {}, {}); }, 30, 300});
-  for (const char* format : {"html", "markdown", "opml", "text"}) {
-    list.push_back({std::string("let the tool export ") + format,
-                    [format] { return exportTo(format); }, 10, 100});
-  }
+  addImports(list);
+  addExports(list);
   addEdits(list);
+  addDrawings(list);
+  addToolReading(list);
+  addToolFolders(list);
 }
 
 }  // namespace kx_failing

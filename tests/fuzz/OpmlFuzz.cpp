@@ -1,8 +1,13 @@
-// Any bytes as an OPML file: imported, saved, and read again.
+// Any bytes as an OPML file: imported, saved, and read again; what the saved document holds, drawn
+// as a tree and written in every format.
 
 #include "Document.h"
 #include "Failure.h"
 #include "FuzzSupport.h"
+#include "TreeView.h"
+#include "formats/Format.h"
+#include "formats/Html.h"
+#include "formats/Json.h"
 #include "formats/Opml.h"
 
 namespace {
@@ -18,6 +23,29 @@ void exportAndCompare(const kxo::Outline& outline) {
   kx_fuzz::require(kxo::WriteOpml(back, {}).bytes == exported.bytes, "and gives the same bytes");
 }
 
+/// A page without scripts, the same each time, that ends.
+void writePage(const kxo::Outline& outline) {
+  const std::string page = kxo::WriteHtml(outline, {}).bytes;
+  kx_fuzz::require(page == kxo::WriteHtml(outline, {}).bytes, "the same outline, the same page");
+  kx_fuzz::require(page.find("<script") == std::string::npos, "a page has no scripts");
+  kx_fuzz::require(page.ends_with("</html>\n"), "a page is whole");
+}
+
+/// All that a document of the tool's holds goes into every format, and on a terminal.
+void showAndWrite(const kxo::Contents& contents) {
+  const kxo::Outline& outline = contents.outline;
+  writePage(outline);
+  for (const kxo::Format& format : kxo::Formats()) {
+    const std::string bytes = kxo::WriteAs(format, contents, {"name"}).bytes;
+    kx_fuzz::require(bytes == kxo::WriteAs(format, contents, {"name"}).bytes, "the same bytes");
+  }
+  kxo::TreeOptions all;
+  all.notes = all.ids = all.numbers = all.all = true;
+  for (const kxo::Screen& screen : {kxo::Screen{}, kxo::Screen{true, true, 20}}) {
+    kx_fuzz::require(!kxo::DrawTree(outline, all, screen).empty(), "there is a tree");
+  }
+}
+
 void saveAndCompare(const kxo::Outline& outline) {
   const std::wstring path = kx_fuzz::scratchFile("document", nullptr, 0);
   kxo::Document document("document");
@@ -27,10 +55,9 @@ void saveAndCompare(const kxo::Outline& outline) {
   if (document.GetOutline().GetNodes() != outline.GetNodes()) return;
   document.Save(path, true);
 
-  kxo::Document again("document");
-  again.OpenToRead(path);
-  const kxo::Outline back = again.ReadOutline();
-  kx_fuzz::require(back.GetNodes() == outline.GetNodes(), "imported items come back");
+  const kxo::Contents back = kxo::ReadContents("document", path, kxo::salvage::Kind::kOutline);
+  kx_fuzz::require(back.outline.GetNodes() == outline.GetNodes(), "imported items come back");
+  showAndWrite(back);
 }
 
 }  // namespace
