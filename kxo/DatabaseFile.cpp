@@ -1,7 +1,9 @@
 #include "DatabaseFile.h"
 
+#include <algorithm>
 #include <new>
 
+#include "Failure.h"
 #include "System.h"
 
 namespace kxo {
@@ -44,12 +46,27 @@ std::string PlaceOfOpening(const CException& e) {
   }
 }
 
+/// The library passes over slots of unknown headers that the system does not let be read. Exported
+/// or saved, what stands in them would be lost.
+void CheckUnknownSlots(CDatabase& db, const std::string& name) {
+  const uint64_t length = db.GetLength();
+  for (const kx_gen::THeaderInfo* info : db.GetHeaderManager().GetReadList()) {
+    const uint64_t pos = db.GetHeaderManager().GetHeaderReadPos(info->record.id);
+    const uint64_t size = std::min<uint64_t>(info->record.size, length > pos ? length - pos : 0);
+    if (info->header != nullptr || info->slot.size() >= size) continue;
+    const std::string place = AtOffset(static_cast<unsigned long>(pos), "an unknown header");
+    throw FileFailure(kExitSystem, name, "the system does not read it at " + place,
+                      "copy the file to another disk and try again");
+  }
+}
+
 /// The outline database's own Open keeps the reason of a failure to itself; this one throws it.
 void OpenFor(CDatabase& db, const std::string& name, const fs::path& file, unsigned int mode) {
   WhileReading(name, PlaceOfOpening, [&] {
     const sys::LibraryName libraryName(file);
     // What else it refuses it throws.
     if (db.CDatabase::Open(libraryName.get(), mode) == 0) throw std::bad_alloc();
+    CheckUnknownSlots(db, name);
   });
 }
 
