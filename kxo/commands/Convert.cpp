@@ -250,8 +250,9 @@ void AddConvert(CLI::App& app, ChosenCommand& chosen) {
       "  kxo convert . --to opml --out-dir out --json | jq '.failures[].file'\n\n"
       "Folders are searched for documents, and the folders in them come back in DIR. A result\n"
       "that is newer than its document is left alone, so that a second run does only what is\n"
-      "new. A document that cannot be converted does not stop the others; all of them are named\n"
-      "in the end. Ctrl-C stops between two documents.\n");
+      "new; results go by their names, so every collection needs a DIR of its own. A document\n"
+      "that cannot be converted does not stop the others; all of them are named in the end.\n"
+      "Ctrl-C stops between two documents.\n");
   command->add_option("PATH", options->paths, "Documents, and folders of them")->required();
   AddToOption(*command, options->format)->required();
   command->add_option("--out-dir", options->folder, "The folder for the results")
