@@ -70,7 +70,7 @@ void RemoveAllBut(const Files& files) {
   for (const fs::path& path : paths) {
     const std::string name = path.generic_string();
     const bool stays =
-        fs::is_directory(path) ? !fs::is_empty(path) : files.count(name) > 0 || IsLeftOver(name);
+        fs::is_directory(path) ? !fs::is_empty(path) : files.contains(name) || IsLeftOver(name);
     if (!stays) fs::remove(path);
   }
 }

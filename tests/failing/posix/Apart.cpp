@@ -19,9 +19,9 @@ int runApart(const std::function<int()>& call) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-Redirected::Redirected(std::FILE* stream, const std::filesystem::path& file) : stream_(stream) {
+Redirected::Redirected(std::FILE* stream, const std::filesystem::path& file)
+    : stream_(stream), before_(::dup(::fileno(stream))) {
   std::fflush(stream_);
-  before_ = ::dup(::fileno(stream_));
   const int opened = ::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
   ::dup2(opened, ::fileno(stream_));
   ::close(opened);
