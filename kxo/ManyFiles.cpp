@@ -26,9 +26,19 @@ ManyFiles::ManyFiles(const Session& session, const std::vector<std::string>& pat
     if (isFolder) {
       AddFolder(name, session.Absolute(name));
     } else {
-      names_.push_back(name);
+      AddFile(name);
     }
   }
+}
+
+void ManyFiles::AddFile(const std::string& name) {
+  const auto isThere = [this, &name] {
+    return std::find(names_.begin(), names_.end(), name) != names_.end();
+  };
+  if (name == kStandardStream && isThere()) {
+    throw Failure(kExitSystem, "standard input is named twice; it can be read once");
+  }
+  names_.push_back(name);
 }
 
 /// Folders that cannot be read are told of like files.

@@ -13,7 +13,8 @@
 namespace kxo {
 
 /// The documents that the user's paths name: files as they are, of folders all .kxo files below
-/// them, sorted. A run over them carries on past what cannot be read.
+/// them, sorted. A run over them carries on past what cannot be read. Throws a Failure when
+/// standard input is among them twice.
 class ManyFiles {
  public:
   ManyFiles(const Session& session, const std::vector<std::string>& paths);
@@ -31,6 +32,7 @@ class ManyFiles {
     ExitCode exitCode;
     std::string line;
   };
+  void AddFile(const std::string& name);
   void AddFolder(const std::string& name, const std::filesystem::path& folder);
   void AddTrouble(const std::string& name, const Failure& failure);
   ExitCode CommonCode() const;

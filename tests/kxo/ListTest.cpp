@@ -111,5 +111,16 @@ TEST_F(List, StandardInputIsADocumentToo) {
   EXPECT_THAT(Kxo({"list", "-"}).out, StartsWith("A\tWork\t1\t"));
 }
 
+TEST_F(List, StandardInputIsReadOnce) {
+  WriteTitled("a.kxo", L"A", L"Work", 1);
+  for (const std::vector<std::string>& command :
+       {std::vector<std::string>{"list", "-", "a.kxo", "-"}, {"search", "A", "-", "-"}}) {
+    const ProgramRun run = Kxo(command);
+    EXPECT_EQ(run.exitCode, 2);
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(run.err, "kxo: standard input is named twice; it can be read once\n");
+  }
+}
+
 }  // namespace
 }  // namespace kxo_test
