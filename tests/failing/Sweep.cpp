@@ -20,7 +20,7 @@ constexpr long kMostPoints = 100000;
 /// Where a processor is imitated, and under sanitizers, only some of the points behind the first
 /// ones are tried, since that takes many times as long: the build says how many. Those of one row
 /// are those of the next, and the number is a prime, so that all kinds have their turn.
-constexpr long kFirstPoints = 100;
+constexpr long kFirstPoints = 30;
 constexpr long kStride = KX_FAILING_STRIDE;
 
 long nextPoint(long n) { return n < kFirstPoints ? n + 1 : n + kStride; }
