@@ -120,6 +120,10 @@ std::string Encoded(const Dib& dib) {
   SetColors(dib, state.info_png.color);
   const std::vector<unsigned char> pixels = PixelsFor(dib);
   std::vector<unsigned char> bytes;
+  // Room beforehand, as nothing frees lodepng's own copy when there is none for it. What cannot be
+  // compressed grows a little, and around it are colours and marks.
+  constexpr size_t kAround = 4096;
+  bytes.reserve(pixels.size() + pixels.size() / 8 + kAround);
   const unsigned error = lodepng::encode(bytes, pixels, dib.Width(), dib.Height(), state);
   CheckMemory(error);
   return error == 0 ? std::string(bytes.begin(), bytes.end()) : "";
