@@ -122,6 +122,7 @@ TEST_F(Kinds, LevelsMakeItWhereTheIdsMakeNone) {
   const std::string byLevels = "memory.kxo\n- a\n  - b\n- c\n";
   const std::vector<std::vector<Link>> files = {
       {{0, 0, 0, L"a"}, {0, 0, 1, L"b"}, {0, 0, 0, L"c"}},   // none
+      {{0, 0, 0, L"a"}, {2, 0, 1, L"b"}, {3, 0, 0, L"c"}},   // one row without
       {{1, 0, 0, L"a"}, {1, 0, 1, L"b"}, {3, 0, 0, L"c"}},   // one twice
       {{1, 0, 0, L"a"}, {2, 77, 1, L"b"}, {3, 0, 0, L"c"}},  // one that leads nowhere
       {{1, 0, 0, L"a"}, {2, 3, 1, L"b"}, {3, 2, 0, L"c"}},   // a circle
