@@ -201,17 +201,16 @@ void CDBRecord::Read(CFileStream& stream) {
 // piece; all others go through the single transfers, which know what to throw. Likewise a row that
 // the window has room for. Four transfers a row took half as long again for reading and saving.
 bool CDBRecord::readAtOnce(CFileStream& stream) {
-  constexpr size_t kFront = format::kRowTagSize + format::kRowLengthSize;
-  const unsigned char* row = stream.peek(kFront);
+  const unsigned char* row = stream.peek(format::kRowFrontSize);
   if (row == nullptr) return false;
   const uint32_t size = getLe32(row + format::kRowTagSize);
   row = stream.peek(uint64_t{format::kRowFrameSize} + size);
-  const bool isWhole = row != nullptr &&
-                       std::memcmp(row, format::kRowStartTag, kStartTagLen) == 0 &&
-                       std::memcmp(row + kFront + size, format::kRowEndTag, kEndTagLen) == 0;
+  const bool isWhole =
+      row != nullptr && std::memcmp(row, format::kRowStartTag, kStartTagLen) == 0 &&
+      std::memcmp(row + format::kRowFrontSize + size, format::kRowEndTag, kEndTagLen) == 0;
   char* const block = isWhole && size > 0 ? store_->allocate(size) : nullptr;
   if (block == nullptr) return false;
-  std::memcpy(block, row + kFront, size);
+  std::memcpy(block, row + format::kRowFrontSize, size);
   store_->data = block;
   store_->tags.assignBuffer(&store_->data, size, size, kMemBlock);
   stream.skip(static_cast<unsigned int>(format::kRowFrameSize + size));

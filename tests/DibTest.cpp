@@ -14,6 +14,7 @@ using kx_gen::CFile;
 using kx_test::assertionLine;
 using kx_test::bmpFile;
 using kx_test::Bytes;
+using kx_test::coreHeader;
 using kx_test::dataOf;
 using kx_test::Handle;
 using kx_test::Header;
@@ -36,10 +37,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 constexpr uint32_t kWhite = 0xFFFFFF;
-
-Bytes coreHeader(uint16_t width, uint16_t height, uint16_t bits) {
-  return join({le32(12), le16(width), le16(height), le16(1), le16(bits)});
-}
 
 Handle clip(const Bytes& dib, int width, int height) {
   return Handle(kx_gen::ClipDIB(dib.data(), width, height));

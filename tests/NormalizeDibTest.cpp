@@ -14,6 +14,7 @@ namespace {
 
 using kx_test::bmpFile;
 using kx_test::Bytes;
+using kx_test::coreHeader;
 using kx_test::dataOf;
 using kx_test::Handle;
 using kx_test::Header;
@@ -144,10 +145,6 @@ TEST_F(NormalizeDibTest, ColoursEndWhereTheFileSaysThatThePixelsBegin) {
 }
 
 // --- Headers ---
-
-Bytes coreHeader(uint16_t width, uint16_t height, uint16_t bits) {
-  return join({le32(12), le16(width), le16(height), le16(1), le16(bits)});
-}
 
 Bytes threeByteColors(const Bytes& table) {
   Bytes colors;

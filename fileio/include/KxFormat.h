@@ -54,7 +54,8 @@ constexpr size_t kRowTagSize = 4;
 constexpr unsigned char kRowStartTag[kRowTagSize] = {0x50, 0x4B, 0x03, 0x04};
 constexpr unsigned char kRowEndTag[kRowTagSize] = {0x50, 0x4B, 0x01, 0x02};
 constexpr size_t kRowLengthSize = 4;
-constexpr size_t kRowFrameSize = kRowTagSize + kRowLengthSize + kRowTagSize;
+constexpr size_t kRowFrontSize = kRowTagSize + kRowLengthSize;
+constexpr size_t kRowFrameSize = kRowFrontSize + kRowTagSize;
 static_assert(kRowFrameSize == 12, "a row takes 12 bytes more than its tagged data");
 
 // Tags of every row.

@@ -39,7 +39,7 @@ struct CategoryOptions {
 
 unsigned long Now() { return kx_gen::CTime::GetCurrentTime().GetTime(); }
 
-std::string Quoted(const std::string& name) { return "\"" + name + "\""; }
+std::string InQuotes(const std::string& name) { return "\"" + name + "\""; }
 
 // --- The category file ---
 
@@ -71,7 +71,7 @@ class CategoryEdit {
 CCategoryRecord& CategoryEdit::Find(const std::string& name) {
   CCategoryRecord* const found = categories_.FindCategory(ToWide(name).c_str());
   if (found != nullptr) return *found;
-  throw FileFailure(kExitSystem, options_.file, "there is no category " + Quoted(name),
+  throw FileFailure(kExitSystem, options_.file, "there is no category " + InQuotes(name),
                     "kxo category list tells which there are");
 }
 
@@ -79,14 +79,14 @@ CCategoryRecord& CategoryEdit::FindOwn(const std::string& name, const std::strin
   CCategoryRecord& found = Find(name);
   if (found.GetCategoryId() != format::kUnfiledCategoryId) return found;
   throw FileFailure(kExitSystem, options_.file,
-                    Quoted(name) + " is for what has no category, and cannot be " + what);
+                    InQuotes(name) + " is for what has no category, and cannot be " + what);
 }
 
 void CategoryEdit::CheckIsFree(const std::string& name) {
   if (name.empty()) throw FileFailure(kExitSystem, options_.file, "a category needs a name");
   if (categories_.FindCategory(ToWide(name).c_str()) == nullptr) return;
-  throw FileFailure(kExitSystem, options_.file, "there is a category " + Quoted(name) + " already",
-                    "choose another name");
+  throw FileFailure(kExitSystem, options_.file,
+                    "there is a category " + InQuotes(name) + " already", "choose another name");
 }
 
 void CategoryEdit::CheckHasRoom() {
@@ -178,7 +178,7 @@ void Bringing::Bring(const std::string& name, const std::string& oldName,
     document.SetCategoryChanged(true);
   });
   edit.MarkChanged();
-  const std::string done = "changed the category to " + Quoted(newName);
+  const std::string done = "changed the category to " + InQuotes(newName);
   edit.Finish(done);
   if (json_) changed_.push_back(JsonOfEdit(options, done));
 }
@@ -230,7 +230,7 @@ void RunAdd(const Session& session, const CategoryOptions& options) {
   edit.CheckHasRoom();
   unsigned long id = 0;
   Json report =
-      edit.Do("added category " + Quoted(options.name), [&](CategoryDocument& categories) {
+      edit.Do("added category " + InQuotes(options.name), [&](CategoryDocument& categories) {
         CCategoryRecord* const added =
             categories.AddNewCategory(ToWide(options.name).c_str(), nullptr);
         CheckHasName(*added, options.name);
@@ -250,7 +250,7 @@ Json Rename(const Session& session, const CategoryOptions& options) {
     return options.edit.json ? JsonOfEdit(options.edit, std::nullopt) : Json();
   }
   edit.CheckIsFree(options.newName);
-  return edit.Do("renamed category " + Quoted(options.name) + " to " + Quoted(options.newName),
+  return edit.Do("renamed category " + InQuotes(options.name) + " to " + InQuotes(options.newName),
                  [&](CategoryDocument& categories) {
                    categories.RenameCategory(&category, ToWide(options.newName).c_str(), Now());
                    CheckHasName(category, options.newName);
@@ -280,9 +280,9 @@ void RunRemove(const Session& session, const CategoryOptions& options) {
     CategoryEdit edit(session, options.edit);
     CCategoryRecord& category = edit.FindOwn(options.name, "removed");
     unfiled = UnfiledNameIn(edit.Get());
-    report = edit.Do("removed category " + Quoted(options.name), [&](CategoryDocument& categories) {
-      categories.DeleteCategory(&category, Now());
-    });
+    report =
+        edit.Do("removed category " + InQuotes(options.name),
+                [&](CategoryDocument& categories) { categories.DeleteCategory(&category, Now()); });
   }
   documents.Run(options.name, unfiled);
   documents.AddTo(report);
@@ -297,7 +297,7 @@ CCategoryRecord& FindDeleted(CategoryDocument& categories, const CategoryOptions
     if (isDeleted && CategoryNameOf(category) == options.name) return category;
   }
   throw FileFailure(kExitSystem, options.edit.file,
-                    "there is no deleted category " + Quoted(options.name),
+                    "there is no deleted category " + InQuotes(options.name),
                     "kxo category list --all tells which there are");
 }
 
@@ -307,7 +307,7 @@ void RunUndelete(const Session& session, const CategoryOptions& options) {
   CCategoryRecord& category = FindDeleted(edit.Get(), options);
   edit.CheckHasRoom();
   Json report =
-      edit.Do("undeleted category " + Quoted(options.name),
+      edit.Do("undeleted category " + InQuotes(options.name),
               [&](CategoryDocument& categories) { categories.UndeleteCategory(&category, Now()); });
   if (options.edit.json) report["id"] = category.GetCategoryId();
   Print(options, report);

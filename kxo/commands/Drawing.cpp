@@ -30,7 +30,7 @@ namespace {
 namespace format = kx_gen::format;
 
 using kx_gen::COutlineRecord;
-using Bytes = std::vector<unsigned char>;
+using Content = std::vector<unsigned char>;
 
 std::string Named(size_t row) { return "item " + std::to_string(row + 1); }
 
@@ -73,7 +73,7 @@ std::string EncodeBmp(void* dib) {
 OwnedHandle StoredPicture(const std::string& file, const Outline& outline, size_t row) {
   const std::optional<kxo::Drawing>& drawing = outline.GetNodes()[row].item.drawing;
   if (!drawing) throw FileFailure(kExitFindings, file, Named(row) + " has no drawing");
-  const Bytes block(drawing->block.begin(), drawing->block.end());
+  const Content block(drawing->block.begin(), drawing->block.end());
   OwnedHandle dib = DibOfBlock(block.data(), block.size());
   if (dib != nullptr) return dib;
   throw FileFailure(kExitDamaged, file, "the drawing of " + Named(row) + " is damaged",
@@ -145,7 +145,7 @@ struct SetDrawingOptions {
 };
 
 OwnedHandle ReadPicture(const Session& session, const std::string& name) {
-  const Bytes bytes = ReadInput(session, name);
+  const Content bytes = ReadInput(session, name);
   const bool isPng = IsPng(bytes.data(), bytes.size());
   OwnedHandle dib(isPng ? DecodePng(bytes.data(), bytes.size())
                         : NormalizeBmp(bytes.data(), bytes.size()));
@@ -180,7 +180,7 @@ OwnedHandle Fitted(OwnedHandle dib, const SetDrawingOptions& options) {
                     "scale it with another program");
 }
 
-void StoreDrawing(COutlineRecord& row, const Bytes& block) {
+void StoreDrawing(COutlineRecord& row, const Content& block) {
   const long result = row.getTaggedDataManager().setData(
       format::kTagDrawing, block.data(), static_cast<unsigned long>(block.size()), nullptr, 0);
   if (result != 0) throw std::bad_alloc();
@@ -188,7 +188,7 @@ void StoreDrawing(COutlineRecord& row, const Bytes& block) {
 
 void RunSet(const Session& session, const SetDrawingOptions& options) {
   const OwnedHandle dib = Fitted(ReadPicture(session, options.in), options);
-  const Bytes block = BlockOfDib(dib.get());
+  const Content block = BlockOfDib(dib.get());
   if (block.empty()) throw std::bad_alloc();
   const PictureSize size = SizeOfDib(dib.get());
   Edit edit(session, options.edit);

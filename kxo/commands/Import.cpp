@@ -154,7 +154,7 @@ void TellOfTitle(const std::string& in, const std::string& whole, const std::str
 }
 
 /// The place of a file that is read; empty for standard input.
-fs::path InputPlace(const Session& session, const std::string& name) {
+fs::path PlaceOfInput(const Session& session, const std::string& name) {
   return name == kStandardStream ? fs::path() : session.ExistingFile(name);
 }
 
@@ -215,7 +215,7 @@ void CheckIsOther(const ImportSource& source) {
 
 void ImportFile(const Session& session, const ImportOptions& options) {
   const Format& format = ChosenFormat(options);
-  const fs::path in = InputPlace(session, options.in);
+  const fs::path in = PlaceOfInput(session, options.in);
   const Target target(session, OutNameOf(options), in, options.force);
   const ImportSource source = SourceOf(session, options, in);
   CheckIsOther(source);

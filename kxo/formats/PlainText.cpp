@@ -67,7 +67,7 @@ bool NeedsEscape(std::string_view text) {
          HasMark(text, kMoreMark) || CheckMarkOf(text) || StartsWith(text, kByteOrderMark);
 }
 
-class Writer {
+class TextWriter {
  public:
   Exported Write(const Outline& outline);
 
@@ -80,7 +80,7 @@ class Writer {
   std::string out_;
 };
 
-Exported Writer::Write(const Outline& outline) {
+Exported TextWriter::Write(const Outline& outline) {
   if (outline.title.empty()) {
     out_ += "\n";
   } else {
@@ -96,7 +96,7 @@ Exported Writer::Write(const Outline& outline) {
   return exported;
 }
 
-void Writer::WriteText(unsigned level, std::string_view marks, const std::string& text) {
+void TextWriter::WriteText(unsigned level, std::string_view marks, const std::string& text) {
   const std::string clean = clean_.Of(text);
   const std::vector<Line> lines = LinesOf(clean);
   out_.append(level, '\t').append(marks);
@@ -106,14 +106,14 @@ void Writer::WriteText(unsigned level, std::string_view marks, const std::string
   for (size_t i = 1; i < lines.size(); ++i) WriteMore(level, kMoreMark, lines[i]);
 }
 
-void Writer::WriteMore(unsigned level, char mark, const Line& line) {
+void TextWriter::WriteMore(unsigned level, char mark, const Line& line) {
   out_.append(level + 1, '\t') += mark;
   if (!line.text.empty()) out_ += ' ';
   out_ += line.text;
   out_ += line.lineBreak.empty() ? "\n"sv : line.lineBreak;
 }
 
-void Writer::WriteNote(unsigned level, const std::string& note) {
+void TextWriter::WriteNote(unsigned level, const std::string& note) {
   const std::string clean = clean_.Of(note);
   for (const Line& line : LinesOf(clean)) WriteMore(level, kNoteMark, line);
 }
@@ -148,9 +148,9 @@ size_t Indentation::TakeLevel(std::string_view& line) const {
   return count / unit_;
 }
 
-class Reader {
+class TextReader {
  public:
-  Reader(const std::string& name, std::string_view text)
+  TextReader(const std::string& name, std::string_view text)
       : name_(name), lines_(LinesOf(text)), indentation_(lines_) {}
   Outline Read();
 
@@ -179,7 +179,7 @@ class Reader {
   Outline outline_;
 };
 
-Outline Reader::Read() {
+Outline TextReader::Read() {
   if (AtEmptyLine()) {
     ++next_;
   } else if (!AtEnd()) {
@@ -197,14 +197,14 @@ Outline Reader::Read() {
 }
 
 /// The last line, behind the last line break, is no line.
-bool Reader::TakeTitle(Entry& first) {
+bool TextReader::TakeTitle(Entry& first) {
   const bool isTitle = first.level == 0 && !first.hasMark && first.item.note->empty() &&
                        AtEmptyLine() && next_ + 1 < lines_.size();
   if (isTitle) outline_.title = std::move(first.item.text);
   return isTitle;
 }
 
-Reader::Entry Reader::TakeEntry() {
+TextReader::Entry TextReader::TakeEntry() {
   Entry entry;
   Line first = lines_[next_++];
   entry.level = indentation_.TakeLevel(first.text);
@@ -221,7 +221,7 @@ Reader::Entry Reader::TakeEntry() {
 }
 
 /// The text of these lines and of those that follow with the mark.
-std::string Reader::TakeMore(size_t level, char mark, std::vector<Line> lines) {
+std::string TextReader::TakeMore(size_t level, char mark, std::vector<Line> lines) {
   for (; !AtEnd(); ++next_) {
     Line line = lines_[next_];
     if (indentation_.TakeLevel(line.text) != level + 1 || !HasMark(line.text, mark)) break;
@@ -236,7 +236,7 @@ std::string Reader::TakeMore(size_t level, char mark, std::vector<Line> lines) {
   return text;
 }
 
-void Reader::Add(Entry entry) {
+void TextReader::Add(Entry entry) {
   if (entry.level > Outline::kMaxLevel) {
     throw FileFailure(kExitDamaged, name_,
                       "too deep at line " + std::to_string(next_) + ": an item of level " +
@@ -250,12 +250,12 @@ void Reader::Add(Entry entry) {
 }  // namespace
 
 Exported WritePlainText(const Outline& outline, const ExportPlace& /*place*/) {
-  return Writer().Write(outline);
+  return TextWriter().Write(outline);
 }
 
 Outline ReadPlainText(const ImportSource& source, ImportNotes& notes) {
   const std::string text = PlainToUtf8(source.name, source.bytes, notes);
-  return Reader(source.name, text).Read();
+  return TextReader(source.name, text).Read();
 }
 
 }  // namespace kxo

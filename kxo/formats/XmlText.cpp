@@ -41,7 +41,7 @@ constexpr std::array<char16_t, 32> kWesternUpper = {
 };
 
 template <class Labels>
-bool Contains(const Labels& labels, std::string_view label) {
+bool IsAmong(const Labels& labels, std::string_view label) {
   return std::find(labels.begin(), labels.end(), label) != labels.end();
 }
 
@@ -141,8 +141,8 @@ std::string FromDeclared(const std::string& name, std::string_view bytes,
     throw FileFailure(kExitDamaged, name, "'" + encoding + "' is no name of an encoding",
                       "save the file as UTF-8");
   }
-  if (Contains(kWesternLabels, encoding)) return FromWestern(bytes);
-  if (Contains(kUtf8Labels, encoding)) return FromUtf8(name, bytes, 0);
+  if (IsAmong(kWesternLabels, encoding)) return FromWestern(bytes);
+  if (IsAmong(kUtf8Labels, encoding)) return FromUtf8(name, bytes, 0);
   return FromOther(name, bytes, 0, encoding);
 }
 
@@ -239,7 +239,7 @@ bool IsReference(std::string_view text) {
   if (end == kNowhere) return false;
   const std::string_view inner = text.substr(1, end - 1);
   if (!inner.empty() && inner[0] == '#') return IsCharacterNumber(inner.substr(1));
-  return Contains(kEntities, inner);
+  return IsAmong(kEntities, inner);
 }
 
 [[noreturn]] void FailAtCharacter(const std::string& name, const std::string& utf8, size_t offset,

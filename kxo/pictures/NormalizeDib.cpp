@@ -9,6 +9,7 @@
 #include "DibLayout.h"
 #include "KxLittleEndian.h"
 #include "pictures/OwnedHandle.h"
+#include "pictures/TrueColor.h"
 
 namespace kxo {
 
@@ -26,9 +27,6 @@ constexpr size_t kMaskCount = 3;  // red, green, blue; transparency is not looke
 constexpr uint32_t kMaskedHeaderSize = kMasksOffset + kMaskCount * kMaskSize;
 constexpr uint32_t kOldHeaderSizeMin = 16;  // of another system: fields at the end may be missing,
 constexpr uint32_t kOldHeaderSize = 64;     // and compressions from 3 on mean something else
-
-constexpr uint16_t kTrueColor = 24;
-constexpr size_t kChannels = 3;
 
 // A run-length coded picture may be this large whatever its coded size, or this many times its
 // coded size.

@@ -13,6 +13,7 @@
 #include "KxLittleEndian.h"
 #include "pictures/NormalizeDib.h"
 #include "pictures/OwnedHandle.h"
+#include "pictures/TrueColor.h"
 
 namespace kxo {
 
@@ -32,8 +33,6 @@ constexpr uint64_t kExpansionMax = 1032;
 
 constexpr unsigned kOpaque = 255;
 constexpr size_t kPngColorSize = 4;  // red, green, blue, alpha
-constexpr size_t kChannels = 3;      // in true colours of bitmaps: blue, green, red
-constexpr uint16_t kTrueColor = 24;
 
 /// Pixels of 1, 2, 4 or 8 bits in a row of them, the first in the highest bits.
 unsigned GetPixel(const unsigned char* bytes, uint64_t pixel, unsigned depth) {

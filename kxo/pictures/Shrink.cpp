@@ -8,6 +8,7 @@
 #include "DibLayout.h"
 #include "KxLittleEndian.h"
 #include "pictures/NormalizeDib.h"
+#include "pictures/TrueColor.h"
 
 namespace kxo {
 
@@ -15,8 +16,6 @@ namespace bmp = kx_gen::bmp;
 
 namespace {
 
-constexpr uint16_t kTrueColor = 24;
-constexpr size_t kPixelSize = 3;
 constexpr uint32_t kSideMax = 65535;  // of the old and the new picture together
 
 unsigned char* DataOf(const OwnedHandle& handle) {
@@ -42,7 +41,7 @@ OwnedHandle InTrueColors(void* dib) {
   for (uint32_t y = 0; y < size.height; ++y) {
     for (uint32_t x = 0; x < size.width; ++x) {
       const unsigned char* const color = colors + ColorAt(source, x, depth) * bmp::kColorSize;
-      std::memcpy(target + size_t{x} * kPixelSize, color, kPixelSize);
+      std::memcpy(target + size_t{x} * kChannels, color, kChannels);
     }
     source += bmp::rowSize(depth, size.width);
     target += bmp::rowSize(kTrueColor, size.width);

@@ -10,7 +10,7 @@ Frame FrameAt(Bytes file, size_t pos) {
   Frame frame;
   frame.begin = pos;
   frame.hasStart = IsRowStart(file, pos);
-  frame.hasLength = Holds(file.size(), pos, format::kRowTagSize + format::kRowLengthSize);
+  frame.hasLength = Holds(file.size(), pos, format::kRowFrontSize);
   if (!frame.hasLength) return frame;
   frame.length = Number(file, pos + format::kRowTagSize);
   frame.fits = Holds(file.size(), frame.BlockBegin(), frame.length);

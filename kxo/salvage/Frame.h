@@ -15,9 +15,7 @@ struct Frame {
   bool hasEnd = false;
 
   bool IsWhole() const { return hasStart && hasEnd; }
-  size_t BlockBegin() const {
-    return begin + kx_gen::format::kRowTagSize + kx_gen::format::kRowLengthSize;
-  }
+  size_t BlockBegin() const { return begin + kx_gen::format::kRowFrontSize; }
   // Of one that fits.
   size_t BlockEnd() const { return BlockBegin() + length; }
   size_t End() const { return BlockEnd() + kx_gen::format::kRowTagSize; }

@@ -10,8 +10,6 @@ namespace format = kx_gen::format;
 
 namespace {
 
-constexpr size_t kRowFrontSize = format::kRowTagSize + format::kRowLengthSize;
-
 std::string StartTag() { return "the start tag " + Hex(format::kRowStartTag, format::kRowTagSize); }
 std::string EndTag() { return "the end tag " + Hex(format::kRowEndTag, format::kRowTagSize); }
 
@@ -259,7 +257,7 @@ void Rows::TakeFragment(const Fragment& fragment) {
   if (!IsWorthARow(fragment)) return;
   if (fragment.begin == pos_) TellFrame(fragment);
   // The front of a frame that cannot be read belongs to the row behind it.
-  const bool hasFront = fragment.isStarted || toldTo_ + kRowFrontSize != fragment.begin ||
+  const bool hasFront = fragment.isStarted || toldTo_ + format::kRowFrontSize != fragment.begin ||
                         fragment.pieces.front().tag != format::kTagFlagByte;
   SkipTo(hasFront ? fragment.begin : toldTo_);
   toldTo_ = std::max(toldTo_, fragment.end);
@@ -285,7 +283,7 @@ bool Rows::IsWorthARow(const Fragment& fragment) const {
 /// Where the row goes on to its end but its length leads elsewhere, the length is what is wrong.
 void Rows::TellFrame(const Fragment& fragment) {
   if (!frameFinding_ || !fragment.isClosed || !IsRowStart(file_, pos_)) return;
-  const size_t begin = pos_ + kRowFrontSize;
+  const size_t begin = pos_ + format::kRowFrontSize;
   const size_t length = fragment.end - format::kRowTagSize - begin;
   const uint32_t declared = Number(file_, pos_ + format::kRowTagSize);
   if (declared == length || !fragment.isVerbatim) return;

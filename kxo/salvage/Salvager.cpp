@@ -9,7 +9,6 @@ namespace format = kx_gen::format;
 namespace {
 
 constexpr int64_t kSectorSize = 512;
-constexpr size_t kRowFrontSize = format::kRowTagSize + format::kRowLengthSize;
 
 /// The next byte that may begin a tag or a frame.
 size_t NextMark(Bytes file, size_t pos, size_t end) {
@@ -39,10 +38,10 @@ void Salvager::FromStretch(size_t begin, size_t end, const Emit& emit) {
   emit_ = &emit;
   Start(true, end);
   // The start tag may be damaged where everything else of the row is in its place.
-  const bool isRow = IsRowStart(file_, begin) || IsTag(file_, begin + kRowFrontSize, end);
-  if (isRow && Holds(end, begin, kRowFrontSize)) {
+  const bool isRow = IsRowStart(file_, begin) || IsTag(file_, begin + format::kRowFrontSize, end);
+  if (isRow && Holds(end, begin, format::kRowFrontSize)) {
     Open(begin, true);
-    begin += kRowFrontSize;
+    begin += format::kRowFrontSize;
   }
   Walk(begin);
   Close(end, false);
@@ -71,10 +70,10 @@ bool Salvager::TakeFrame(size_t& pos) {
     pos = SumUpTo(end_, pos, format::kRowTagSize);
     return true;
   }
-  if (!IsRowStart(file_, pos) || !Holds(end_, pos, kRowFrontSize)) return false;
+  if (!IsRowStart(file_, pos) || !Holds(end_, pos, format::kRowFrontSize)) return false;
   Close(pos, false);
   Open(pos, true);
-  pos += kRowFrontSize;
+  pos += format::kRowFrontSize;
   return true;
 }
 
@@ -194,7 +193,7 @@ void Salvager::Open(size_t begin, bool isStarted) {
   begin_ = begin;
   pieces_.clear();
   runs_.clear();
-  const size_t block = isStarted ? begin + kRowFrontSize : begin;
+  const size_t block = isStarted ? begin + format::kRowFrontSize : begin;
   if (isStarted) {
     declaredEnd_ = static_cast<uint64_t>(block) + Number(file_, begin + format::kRowTagSize);
   }

@@ -15,7 +15,7 @@ using kx_gen::CCategoryRecord;
 using kx_gen::COutlineDB;
 using kx_test::Bytes;
 
-constexpr const char* kName = "categories.kxc";
+constexpr const char* kCategoryFile = "categories.kxc";
 constexpr const wchar_t* kOldName = L"A name that is longer than what a string keeps in itself";
 constexpr const wchar_t* kNewName =
     L"Another name that is longer than what a string keeps in itself";
@@ -35,7 +35,7 @@ class EditCategories : public Operation {
 
   void Prepare() override {
     if (db_ != nullptr) db_->Close();
-    putBytes(kName, old_);
+    putBytes(kCategoryFile, old_);
     isWriting_ = false;
   }
   void Make() override {
@@ -62,11 +62,11 @@ class EditCategories : public Operation {
   void Drop() override { db_ = nullptr; }
 
   void CheckFiles(const Ending& ending, Cause cause, bool /*goesOn*/) override {
-    const Bytes bytes = bytesAt(kName);
+    const Bytes bytes = bytesAt(kCategoryFile);
     if (ending.isDone) {
       EXPECT_TRUE(bytes == (cause == Cause::kFileCall ? new_ : writtenBy(*db_)));
     } else if (isWriting_) {
-      readWhatever<CCategoryDB>(kName);
+      readWhatever<CCategoryDB>(kCategoryFile);
     } else {
       EXPECT_TRUE(bytes == old_);
     }

@@ -13,7 +13,7 @@ using kx_gen::COutlineDB;
 using kx_gen::COutlineRecord;
 using kx_test::Bytes;
 
-constexpr const char* kName = "outline.kxo";
+constexpr const char* kOutlineFile = "outline.kxo";
 constexpr unsigned long kManyRows = 200;
 constexpr unsigned long kFewRows = 12;
 
@@ -33,7 +33,7 @@ class CreateOutline : public Operation {
 
   void Prepare() override {
     if (db_ != nullptr) db_->Close();
-    removeFile(kName);
+    removeFile(kOutlineFile);
     isWriting_ = false;
   }
   void Make() override {
@@ -54,13 +54,13 @@ class CreateOutline : public Operation {
   void CheckFiles(const Ending& ending, Cause cause, bool /*goesOn*/) override {
     if (!ending.isDone) {
       // It is written in place: what was begun is neither old nor new, but can be looked at.
-      EXPECT_TRUE(isWriting_ || bytesAt(kName).empty());
-      readWhatever<COutlineDB>(kName);
+      EXPECT_TRUE(isWriting_ || bytesAt(kOutlineFile).empty());
+      readWhatever<COutlineDB>(kOutlineFile);
     } else if (cause == Cause::kFileCall) {
-      EXPECT_TRUE(bytesAt(kName) == reference_);
+      EXPECT_TRUE(bytesAt(kOutlineFile) == reference_);
     } else {
       // A field for which there was no memory is missing in the database; the file is as that is.
-      EXPECT_TRUE(bytesAt(kName) == writtenBy(*db_));
+      EXPECT_TRUE(bytesAt(kOutlineFile) == writtenBy(*db_));
     }
   }
 
@@ -87,7 +87,7 @@ class ReadOutline : public Operation {
   void Prepare() override {
     if (db_ != nullptr) db_->Close();
     if (isMade_) return;
-    putBytes(kName, bytes_);
+    putBytes(kOutlineFile, bytes_);
     isMade_ = true;
   }
   void Make() override {
@@ -109,7 +109,7 @@ class ReadOutline : public Operation {
   void Drop() override { db_ = nullptr; }
 
   void CheckFiles(const Ending& ending, Cause /*cause*/, bool /*goesOn*/) override {
-    EXPECT_TRUE(bytesAt(kName) == bytes_);
+    EXPECT_TRUE(bytesAt(kOutlineFile) == bytes_);
     EXPECT_TRUE(!ending.isDone || found_ == wanted_);
   }
 

@@ -13,11 +13,11 @@ using kx_test::Bytes;
 
 namespace {
 
-constexpr const char* kName = "made";
+constexpr const char* kMadeFile = "made";
 
 Bytes takeFile() {
-  Bytes bytes = bytesAt(kName);
-  removeFile(kName);
+  Bytes bytes = bytesAt(kMadeFile);
+  removeFile(kMadeFile);
   return bytes;
 }
 
@@ -43,7 +43,7 @@ Bytes documentOf(int items, const std::string& category) {
     item.note = "A note";
     outline.Add(static_cast<unsigned>(i % 4), std::move(item));
   }
-  kxo::Document document(kName);
+  kxo::Document document(kMadeFile);
   document.InitNewDatabase();
   document.TakeTitle("A title for the document");
   document.SetCategoryName(kxo::ToWide(category).c_str());
@@ -53,7 +53,7 @@ Bytes documentOf(int items, const std::string& category) {
 }
 
 Bytes categoryFile() {
-  kxo::CategoryDocument categories(kName);
+  kxo::CategoryDocument categories(kMadeFile);
   categories.InitNewDatabase();
   for (const wchar_t* name : {L"Home", L"Work", L"Garden"}) {
     categories.AddNewCategory(name, nullptr);
@@ -64,10 +64,10 @@ Bytes categoryFile() {
 }
 
 Bytes jsonOf(const Bytes& file) {
-  putBytes(kName, file);
+  putBytes(kMadeFile, file);
   const auto kind = kxo::salvage::GuessKind(file);
-  const std::string json = kxo::WriteJson(kxo::ReadContents(kName, here(L"made"), kind));
-  removeFile(kName);
+  const std::string json = kxo::WriteJson(kxo::ReadContents(kMadeFile, here(L"made"), kind));
+  removeFile(kMadeFile);
   return {json.begin(), json.end()};
 }
 

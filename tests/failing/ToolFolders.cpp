@@ -5,13 +5,13 @@
 namespace kx_failing {
 namespace {
 
-constexpr int kItems = 4;
+constexpr int kItemsEach = 4;
 
 /// Documents of two categories, one of them in a folder below.
 Files documents() {
-  return {{"in/a.kxo", documentOf(kItems, "Home")},
-          {"in/b.kxo", documentOf(kItems, "Work")},
-          {"in/below/c.kxo", documentOf(kItems, "Home")},
+  return {{"in/a.kxo", documentOf(kItemsEach, "Home")},
+          {"in/b.kxo", documentOf(kItemsEach, "Work")},
+          {"in/below/c.kxo", documentOf(kItemsEach, "Home")},
           {"in/d.kxo", documentOf(1, "Home")}};
 }
 

@@ -11,7 +11,7 @@ namespace {
 using kx_test::Bytes;
 using kx_test::bytesOf;
 
-constexpr int kItems = 30;
+constexpr int kItemsWritten = 30;
 
 /// With the files that there are in its folder, beside one in the folder `out`.
 ToolTask taskOf(void (*command)(CLI::App&, kxo::ChosenCommand&),
@@ -29,17 +29,17 @@ ToolTask taskOf(void (*command)(CLI::App&, kxo::ChosenCommand&),
 Bytes opmlText() {
   std::string text =
       R"(<opml version="2.0"><head><title>A title for the document</title></head><body>)";
-  for (int i = 0; i < kItems; ++i) {
+  for (int i = 0; i < kItemsWritten; ++i) {
     text += R"(<outline text="Item number )" + std::to_string(i) + R"( of these" _note="A note">)";
     if (i % 3 != 0) text += "</outline>";
   }
-  for (int i = 0; i < kItems; i += 3) text += "</outline>";
+  for (int i = 0; i < kItemsWritten; i += 3) text += "</outline>";
   return bytesOf(text + "</body></opml>");
 }
 
 Bytes markdownText() {
   std::string text = "# A title for the document\n\n";
-  for (int i = 0; i < kItems; ++i) {
+  for (int i = 0; i < kItemsWritten; ++i) {
     text += "- [x] Item number " + std::to_string(i) + "\n\n  A note of it\n\n  - below\n";
   }
   return bytesOf(text);
@@ -47,7 +47,8 @@ Bytes markdownText() {
 
 Bytes plainText() {
   std::string text;
-  for (int i = 0; i < kItems; ++i) text += "Item number " + std::to_string(i) + "\n\tbelow\n";
+  for (int i = 0; i < kItemsWritten; ++i)
+    text += "Item number " + std::to_string(i) + "\n\tbelow\n";
   return bytesOf(text);
 }
 
@@ -104,7 +105,7 @@ ToolTask print(const std::string& format, const Bytes& document) {
 void addExports(std::vector<Listed>& list) {
   for (const char* format : {"html", "markdown", "opml", "text"}) {
     add(list, std::string("export ") + format, 10, 100,
-        [format] { return exportTo(format, documentOf(kItems)); });
+        [format] { return exportTo(format, documentOf(kItemsWritten)); });
   }
   add(list, "export opml with drawings", 10, 50, exportDrawings);
   add(list, "print html with drawings", 10, 50,
@@ -135,7 +136,8 @@ ToolTask edit(void (*command)(CLI::App&, kxo::ChosenCommand&), std::vector<std::
               const std::vector<std::string>& arguments) {
   words.emplace_back("out/plan.kxo");
   words.insert(words.end(), arguments.begin(), arguments.end());
-  return taskOf(command, words, {{"in.png", pngBytes()}, {"out/plan.kxo", documentOf(kItems)}});
+  return taskOf(command, words,
+                {{"in.png", pngBytes()}, {"out/plan.kxo", documentOf(kItemsWritten)}});
 }
 
 ToolTask create(const std::string& name, const std::vector<std::string>& options) {

@@ -10,7 +10,7 @@ namespace {
 
 using kx_test::Bytes;
 
-constexpr int kItems = 12;
+constexpr int kItemsRead = 12;
 
 using Command = void (*)(CLI::App&, kxo::ChosenCommand&);
 
@@ -24,7 +24,7 @@ ToolTask look(Command command, const std::vector<std::string>& words, const Byte
 
 /// Zeros stand in the midst of the rows, and the end is missing.
 Bytes damaged() {
-  Bytes bytes = documentOf(kItems);
+  Bytes bytes = documentOf(kItemsRead);
   std::fill_n(bytes.end() - 1000, 100, static_cast<unsigned char>(0));
   bytes.resize(bytes.size() - 30);
   return bytes;
@@ -58,7 +58,7 @@ ToolTask recoverOver() {
 
 void addLooks(std::vector<Listed>& list) {
   add(list, "show a document", 10, 50, [] {
-    return look(kxo::AddShow, {"show", "in.kxo", "--notes"}, documentOf(kItems));
+    return look(kxo::AddShow, {"show", "in.kxo", "--notes"}, documentOf(kItemsRead));
   });
   addApart(list, "show a document as JSON", 10, 50, [] {
     return look(kxo::AddShow, {"show", "in.kxo", "--json"}, kx_test::golden("outline-all-fields"));
@@ -79,7 +79,7 @@ void addLooks(std::vector<Listed>& list) {
 
 void addSalvage(std::vector<Listed>& list) {
   add(list, "check a sound document", 5, 20, [] {
-    return look(kxo::AddCheck, {"check", "in.kxo"}, documentOf(kItems));
+    return look(kxo::AddCheck, {"check", "in.kxo"}, documentOf(kItemsRead));
   });
   add(list, "check a sound memory outline", 5, 20, [] {
     return look(kxo::AddCheck, {"check", "in.kxo"}, kx_test::golden("memory-outline"));

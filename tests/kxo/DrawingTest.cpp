@@ -14,12 +14,7 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
 using kx_gen::COutlineDB;
-using kx_gen::COutlineRecord;
 using kx_test::Bytes;
-
-COutlineRecord& RowOf(COutlineDB& db, unsigned long row) {
-  return static_cast<COutlineRecord&>(*db.getRecord(row));
-}
 
 class Drawing : public EditTool {
  protected:

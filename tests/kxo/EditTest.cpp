@@ -16,15 +16,10 @@ using ::testing::IsEmpty;
 using ::testing::StartsWith;
 
 using kx_gen::COutlineDB;
-using kx_gen::COutlineRecord;
 
 using Edit = EditTool;
 
 using Strings = std::vector<std::string>;
-
-COutlineRecord& RowOf(COutlineDB& db, unsigned long row) {
-  return static_cast<COutlineRecord&>(*db.getRecord(row));
-}
 
 // --- add ---
 

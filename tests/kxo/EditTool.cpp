@@ -31,11 +31,11 @@ const std::vector<std::pair<uint32_t, std::string>>& Fields() {
   return fields;
 }
 
+}  // namespace
+
 COutlineRecord& RowOf(COutlineDB& db, size_t row) {
   return static_cast<COutlineRecord&>(*db.getRecord(static_cast<unsigned long>(row)));
 }
-
-}  // namespace
 
 void EditTool::SetUp() {
   ToolTest::SetUp();

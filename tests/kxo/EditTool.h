@@ -16,6 +16,8 @@ struct RowMarks {
   std::vector<std::string> fields;  ///< Of id, indent, text, note, expanded, checked, drawing.
 };
 
+kx_gen::COutlineRecord& RowOf(kx_gen::COutlineDB& db, size_t row);
+
 class EditTool : public ToolTest {
  protected:
   /// Makes plan.kxo: synchronised, and without a mark.

@@ -22,7 +22,7 @@ class Import : public ToolTest {
  protected:
   /// The check marks of the rows that these headlines become.
   std::vector<bool> CheckMarks(const std::string& body) {
-    const ProgramRun run = ToolTest::Import(Opml(body), {"--force"});
+    const ProgramRun run = ToolTest::Import(OpmlText(body), {"--force"});
     EXPECT_EQ(run.exitCode, 0) << run.err;
     err_ = run.err;
     std::vector<bool> marks;
@@ -37,7 +37,7 @@ class Import : public ToolTest {
         R"(<outline text="a"><outline text="b"><outline text="c"/><outline text="d"/></outline>)"
         R"(<outline text="e"><outline text="f"/></outline></outline><outline text="g"/>)"
         R"(<outline text="h"><outline text="i"><outline text="j"/></outline></outline>)";
-    const ProgramRun run = ToolTest::Import(Opml(body, head), {"--force"});
+    const ProgramRun run = ToolTest::Import(OpmlText(body, head), {"--force"});
     EXPECT_EQ(run.exitCode, 0) << run.err;
     err_ = run.err;
     std::string marks;
@@ -53,10 +53,10 @@ std::string Expansion(const std::string& list) {
 }
 
 TEST_F(Import, TitleNestingTextsAndNotesBecomeHeaderAndRows) {
-  const ProgramRun run = ToolTest::Import(
-      Opml(R"(<outline text="One" _note="first note"><outline text="Two"><outline text="Three"/>)"
-           R"(</outline><outline text="Four"/></outline><outline text="Five"/>)",
-           "<title>Plans &amp; hopes</title>"));
+  const ProgramRun run = ToolTest::Import(OpmlText(
+      R"(<outline text="One" _note="first note"><outline text="Two"><outline text="Three"/>)"
+      R"(</outline><outline text="Four"/></outline><outline text="Five"/>)",
+      "<title>Plans &amp; hopes</title>"));
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_EQ(run.out, "");
   EXPECT_EQ(run.err, "kxo: in.kxo: written, 5 items\n");
@@ -68,7 +68,7 @@ TEST_F(Import, TitleNestingTextsAndNotesBecomeHeaderAndRows) {
 }
 
 TEST_F(Import, NewItemsHaveIdZeroAndOnlyTheNewFlag) {
-  ToolTest::Import(Opml(R"(<outline text="a" _complete="true"/>)"));
+  ToolTest::Import(OpmlText(R"(<outline text="a" _complete="true"/>)"));
   const StoredDocument document = ReadDocument();
   ASSERT_EQ(document.rows.size(), 1u);
   EXPECT_EQ(document.rows[0].id, 0u);
@@ -76,29 +76,29 @@ TEST_F(Import, NewItemsHaveIdZeroAndOnlyTheNewFlag) {
 }
 
 TEST_F(Import, TheCategoryIsNamedUnfiled) {
-  ToolTest::Import(Opml(R"(<outline text="a"/>)"));
+  ToolTest::Import(OpmlText(R"(<outline text="a"/>)"));
   EXPECT_EQ(ReadDocument().category, L"Unfiled");
 }
 
 TEST_F(Import, WithoutATitleTheDocumentIsUntitled) {
-  ToolTest::Import(Opml(R"(<outline text="a"/>)", ""));
+  ToolTest::Import(OpmlText(R"(<outline text="a"/>)", ""));
   EXPECT_EQ(ReadDocument().title, L"Untitled");
 }
 
 TEST_F(Import, TitlesMayBeCdataAndHaveBlanksAround) {
-  ToolTest::Import(Opml("", "<title>\n  <![CDATA[Fish & chips]]> at six\n</title>"));
+  ToolTest::Import(OpmlText("", "<title>\n  <![CDATA[Fish & chips]]> at six\n</title>"));
   EXPECT_EQ(ReadDocument().title, L"Fish & chips at six");
 }
 
 TEST_F(Import, AnEmptyBodyGivesADocumentWithoutItems) {
-  const ProgramRun run = ToolTest::Import(Opml(""));
+  const ProgramRun run = ToolTest::Import(OpmlText(""));
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_EQ(run.err, "kxo: in.kxo: written, 0 items\n");
   EXPECT_THAT(ReadDocument().rows, IsEmpty());
 }
 
 TEST_F(Import, LineBreaksInTextsAndNotesSurvive) {
-  ToolTest::Import(Opml(R"(<outline text="a&#10;b" _note="1&#xD;&#xA;2&#9;3"/>)"));
+  ToolTest::Import(OpmlText(R"(<outline text="a&#10;b" _note="1&#xD;&#xA;2&#9;3"/>)"));
   const StoredDocument document = ReadDocument();
   ASSERT_EQ(document.rows.size(), 1u);
   EXPECT_EQ(document.rows[0].text, L"a\nb");
@@ -106,9 +106,9 @@ TEST_F(Import, LineBreaksInTextsAndNotesSurvive) {
 }
 
 TEST_F(Import, ReferencesAndAllScriptsSurvive) {
-  ToolTest::Import(
-      Opml("<outline text=\"&lt;&gt;&amp;&quot;&apos;&#65;&#x1F426; ağ ελ ру ‏עב 日本 "
-           "😀\"/>"));
+  ToolTest::Import(OpmlText(
+      "<outline text=\"&lt;&gt;&amp;&quot;&apos;&#65;&#x1F426; ağ ελ ру ‏עב 日本 "
+      "😀\"/>"));
   const StoredDocument document = ReadDocument();
   ASSERT_EQ(document.rows.size(), 1u);
   EXPECT_EQ(document.rows[0].text,
@@ -118,7 +118,7 @@ TEST_F(Import, ReferencesAndAllScriptsSurvive) {
 
 TEST_F(Import, AHeadlineWithoutTextTakesItsTitle) {
   const ProgramRun run = ToolTest::Import(
-      Opml(R"(<outline title="by title"/><outline text="by text" title="other"/><outline/>)"));
+      OpmlText(R"(<outline title="by title"/><outline text="by text" title="other"/><outline/>)"));
   EXPECT_THAT(ReadDocument().rows,
               ElementsAre(Row(0, L"by title"), Row(0, L"by text"), Row(0, L"")));
   EXPECT_THAT(run.err, HasSubstr("not carried: attributes title (1)\n"));
@@ -190,8 +190,8 @@ TEST_F(Import, ExpansionStateEntriesThatNameNoLineAreTold) {
 }
 
 TEST_F(Import, AttributesWithoutAPlaceAreToldAndCounted) {
-  const ProgramRun run = ToolTest::Import(
-      Opml(R"(<outline text="1" type="link" url="u"><outline text="2" type="link"/></outline>)"));
+  const ProgramRun run = ToolTest::Import(OpmlText(
+      R"(<outline text="1" type="link" url="u"><outline text="2" type="link"/></outline>)"));
   EXPECT_EQ(run.err,
             "kxo: in.opml: not carried: attributes type (2), url (1)\n"
             "kxo: in.kxo: written, 2 items\n");
@@ -212,21 +212,22 @@ TEST_F(Import, ElementsAndTextsWithoutAPlaceAreToldAndCounted) {
 
 TEST_F(Import, NamesFromTheFileReachTheTerminalEscaped) {
   const ProgramRun run =
-      ToolTest::Import(Opml("<outline text=\"1\" _status=\"\xC2\x9B"
-                            "31m\"/>"));
+      ToolTest::Import(OpmlText("<outline text=\"1\" _status=\"\xC2\x9B"
+                                "31m\"/>"));
   EXPECT_THAT(run.err, HasSubstr("_status=\"\\u009b31m\" (1)"));
 }
 
 TEST_F(Import, ATitleThatJustFitsIsKeptWhole) {
   // Of the 512 bytes of its header, 290 are left for a title and the null behind it.
   const std::string longest(289, 'm');
-  const ProgramRun run = ToolTest::Import(Opml("", "<title>" + longest + "</title>"));
+  const ProgramRun run = ToolTest::Import(OpmlText("", "<title>" + longest + "</title>"));
   EXPECT_EQ(run.err, "kxo: in.kxo: written, 0 items\n");
   EXPECT_EQ(ReadDocument().title, std::wstring(289, L'm'));
 }
 
 TEST_F(Import, ALongerTitleIsCutAndTold) {
-  const ProgramRun run = ToolTest::Import(Opml("", "<title>" + std::string(290, 'm') + "</title>"));
+  const ProgramRun run =
+      ToolTest::Import(OpmlText("", "<title>" + std::string(290, 'm') + "</title>"));
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_THAT(run.err,
               HasSubstr("kxo: in.opml: the title is longer than a .kxo document holds: "
@@ -237,14 +238,14 @@ TEST_F(Import, ALongerTitleIsCutAndTold) {
 
 TEST_F(Import, ALongTitleIsCutBetweenCharacters) {
   const ProgramRun run =
-      ToolTest::Import(Opml("", "<title>" + Repeated(1000, "\u65E5") + "</title>"));
+      ToolTest::Import(OpmlText("", "<title>" + Repeated(1000, "\u65E5") + "</title>"));
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_EQ(ReadDocument().title, std::wstring(289 / 3, L'\u65E5'));
 }
 
 TEST_F(Import, TwoHundredAndFiftySixLevelsAreCarried) {
-  const ProgramRun run =
-      ToolTest::Import(Opml(Repeated(256, "<outline text=\"d\">") + Repeated(256, "</outline>")));
+  const ProgramRun run = ToolTest::Import(
+      OpmlText(Repeated(256, "<outline text=\"d\">") + Repeated(256, "</outline>")));
   EXPECT_EQ(run.exitCode, 0);
   const StoredDocument document = ReadDocument();
   ASSERT_EQ(document.rows.size(), 256u);
@@ -253,7 +254,7 @@ TEST_F(Import, TwoHundredAndFiftySixLevelsAreCarried) {
 
 TEST_F(Import, DeeperHeadlinesAreRefusedAndNothingIsWritten) {
   const ProgramRun run = ToolTest::Import(
-      Opml("\n" + Repeated(257, "<outline text=\"d\">\n") + Repeated(257, "</outline>")));
+      OpmlText("\n" + Repeated(257, "<outline text=\"d\">\n") + Repeated(257, "</outline>")));
   EXPECT_EQ(run.exitCode, 3);
   EXPECT_EQ(run.err,
             "kxo: in.opml: too deep at line 260, column 1: a headline of level 257, and a .kxo "
@@ -263,7 +264,7 @@ TEST_F(Import, DeeperHeadlinesAreRefusedAndNothingIsWritten) {
 
 TEST_F(Import, AHundredThousandLevelsAreRefusedToo) {
   const ProgramRun run = ToolTest::Import(
-      Opml(Repeated(100000, "<outline text=\"d\">") + Repeated(100000, "</outline>")));
+      OpmlText(Repeated(100000, "<outline text=\"d\">") + Repeated(100000, "</outline>")));
   EXPECT_EQ(run.exitCode, 3);
   EXPECT_THAT(run.err, HasSubstr("too deep"));
 }
@@ -280,7 +281,7 @@ TEST_F(Import, TenThousandItemsTakeTheirPlaces) {
     body += "</outline>";
     lines += (i == 0 ? "" : ",") + std::to_string(i * 100 + 1);
   }
-  const ProgramRun run = ToolTest::Import(Opml(body, Expansion(lines)));
+  const ProgramRun run = ToolTest::Import(OpmlText(body, Expansion(lines)));
   EXPECT_EQ(run.err, "kxo: in.kxo: written, 10000 items\n");
   const StoredDocument document = ReadDocument();
   ASSERT_EQ(document.rows.size(), 10000u);
@@ -299,7 +300,7 @@ TEST_F(Import, TheSameInputGivesTheSameBytes) {
 
 TEST_F(Import, WithoutOutputTheDocumentStandsBesideItsSource) {
   fs::create_directory(User("sub"));
-  WriteUserFile("sub/my.notes.opml", Opml(""));
+  WriteUserFile("sub/my.notes.opml", OpmlText(""));
   const ProgramRun run = Kxo({"import", "sub/my.notes.opml"});
   EXPECT_EQ(run.err, "kxo: sub/my.notes.kxo: written, 0 items\n");
   EXPECT_TRUE(fs::exists(User("sub/my.notes.kxo")));
@@ -308,7 +309,7 @@ TEST_F(Import, WithoutOutputTheDocumentStandsBesideItsSource) {
 
 TEST_F(Import, AnExistingTargetStaysWithoutForce) {
   WriteUserFile("in.kxo", "precious");
-  const ProgramRun run = ToolTest::Import(Opml(""));
+  const ProgramRun run = ToolTest::Import(OpmlText(""));
   EXPECT_EQ(run.exitCode, 2);
   EXPECT_EQ(run.err,
             "kxo: in.kxo: this file exists; choose another with -o, or replace it with --force\n");
@@ -318,7 +319,7 @@ TEST_F(Import, AnExistingTargetStaysWithoutForce) {
 
 TEST_F(Import, ForceReplacesTheTarget) {
   WriteUserFile("in.kxo", "old");
-  EXPECT_EQ(ToolTest::Import(Opml("<outline text=\"new\"/>"), {"--force"}).exitCode, 0);
+  EXPECT_EQ(ToolTest::Import(OpmlText("<outline text=\"new\"/>"), {"--force"}).exitCode, 0);
   EXPECT_EQ(ReadDocument().rows.size(), 1u);
   EXPECT_THAT(UserFiles(), ElementsAre("in.kxo", "in.opml"));
 }
@@ -328,7 +329,7 @@ TEST_F(Import, ATargetThatIsInUseIsNotReplaced) {
   kx_gen::CFile other;
   other.Open(User("in.kxo").wstring().c_str(),
              kx_gen::CFile::modeRead | kx_gen::CFile::shareDenyNone);
-  const ProgramRun run = ToolTest::Import(Opml(""), {"--force"});
+  const ProgramRun run = ToolTest::Import(OpmlText(""), {"--force"});
   EXPECT_EQ(run.exitCode, 4);
   EXPECT_EQ(run.err,
             "kxo: in.kxo: the file is in use by another program; close it there and try again\n");
@@ -338,7 +339,7 @@ TEST_F(Import, ATargetThatIsInUseIsNotReplaced) {
 
 TEST_F(Import, ForceNeverReplacesAFolder) {
   fs::create_directory(User("in.kxo"));
-  const ProgramRun run = ToolTest::Import(Opml(""), {"--force"});
+  const ProgramRun run = ToolTest::Import(OpmlText(""), {"--force"});
   EXPECT_EQ(run.exitCode, 2);
   EXPECT_EQ(run.err, "kxo: in.kxo: this is not a regular file; choose another with -o\n");
   EXPECT_TRUE(fs::is_directory(User("in.kxo")));
@@ -352,7 +353,7 @@ TEST_F(Import, ABadInputLeavesTheTargetAsItWas) {
 }
 
 TEST_F(Import, ATargetInAMissingFolderIsRefused) {
-  const ProgramRun run = ToolTest::Import(Opml(""), {"-o", "no/such/out.kxo"});
+  const ProgramRun run = ToolTest::Import(OpmlText(""), {"-o", "no/such/out.kxo"});
   EXPECT_EQ(run.exitCode, 2);
   EXPECT_THAT(run.err, StartsWith("kxo: no/such/out.kxo: its folder cannot be used ("));
   EXPECT_THAT(run.err, EndsWith("; make the folder first, or name another\n"));
@@ -360,17 +361,17 @@ TEST_F(Import, ATargetInAMissingFolderIsRefused) {
 
 TEST_F(Import, ATargetThatNamesAFolderIsRefused) {
   for (const char* target : {"sub/", ".", ".."}) {
-    const ProgramRun run = ToolTest::Import(Opml(""), {"-o", target});
+    const ProgramRun run = ToolTest::Import(OpmlText(""), {"-o", target});
     EXPECT_EQ(run.exitCode, 2);
     EXPECT_THAT(run.err, HasSubstr("this names a folder; name a file in it")) << target;
   }
 }
 
 TEST_F(Import, TheSourceIsNeverItsOwnTarget) {
-  const ProgramRun run = ToolTest::Import(Opml(""), {"-o", "../user/in.opml", "--force"});
+  const ProgramRun run = ToolTest::Import(OpmlText(""), {"-o", "../user/in.opml", "--force"});
   EXPECT_EQ(run.exitCode, 2);
   EXPECT_EQ(run.err, "kxo: ../user/in.opml: this is the file to import; choose another with -o\n");
-  EXPECT_EQ(UserFile("in.opml"), Opml(""));
+  EXPECT_EQ(UserFile("in.opml"), OpmlText(""));
 }
 
 TEST_F(Import, AGuessedFormatThatDoesNotFitIsToldAsAGuess) {
@@ -382,7 +383,7 @@ TEST_F(Import, AGuessedFormatThatDoesNotFitIsToldAsAGuess) {
 }
 
 TEST_F(Import, ADocumentNeedsNoImport) {
-  ASSERT_EQ(ToolTest::Import(Opml("")).exitCode, 0);
+  ASSERT_EQ(ToolTest::Import(OpmlText("")).exitCode, 0);
   const ProgramRun run = Kxo({"import", "in.kxo", "-o", "out.kxo"});
   EXPECT_EQ(run.exitCode, 2);
   EXPECT_EQ(run.err, "kxo: in.kxo: this is a .kxo file already; kxo check tells what is in it\n");
@@ -390,7 +391,7 @@ TEST_F(Import, ADocumentNeedsNoImport) {
 }
 
 TEST_F(Import, StandardOutputTakesTheDocument) {
-  ASSERT_EQ(ToolTest::Import(Opml("<outline text=\"1\"/>")).exitCode, 0);
+  ASSERT_EQ(ToolTest::Import(OpmlText("<outline text=\"1\"/>")).exitCode, 0);
   WriteUserFile("in.json", Kxo({"export", "in.kxo", "--to", "json"}).out);
   for (const char* in : {"in.opml", "in.json"}) {
     const ProgramRun run = Kxo({"import", in, "-o", "-"});

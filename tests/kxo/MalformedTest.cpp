@@ -84,7 +84,7 @@ TEST_F(WellFormed, ADoctypeWithoutASubsetIsNoTrouble) {
 }
 
 TEST_F(WellFormed, EveryCutOfAFileIsRefusedOrRead) {
-  const std::string whole = Opml(R"(<outline text="a &amp; b" _note="n"><!-- c --></outline>)");
+  const std::string whole = OpmlText(R"(<outline text="a &amp; b" _note="n"><!-- c --></outline>)");
   const size_t lastNeeded = whole.rfind('>');
   for (size_t length = 0; length <= lastNeeded; length += 3) {
     const ProgramRun run = Import(whole.substr(0, length), {"--force"});

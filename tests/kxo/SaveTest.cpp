@@ -37,14 +37,14 @@ TEST_F(Save, TheSourcesKnowNoOtherWay) {
 
 TEST_F(Save, WhatAnEarlierRunLeftGoes) {
   WriteUserFile(".kx-save-0123456789abcdef.tmp", "left");
-  EXPECT_EQ(Import(Opml("<outline text=\"1\"/>")).exitCode, 0);
+  EXPECT_EQ(Import(OpmlText("<outline text=\"1\"/>")).exitCode, 0);
   EXPECT_THAT(UserFiles(), ElementsAre("in.kxo", "in.opml"));
 }
 
 TEST_F(Save, AFileThatNobodyMayWriteIsNotReplaced) {
   WriteUserFile("in.kxo", "precious");
   fs::permissions(User("in.kxo"), fs::perms::owner_read);
-  const ProgramRun run = Import(Opml(""), {"--force"});
+  const ProgramRun run = Import(OpmlText(""), {"--force"});
   EXPECT_EQ(run.exitCode, 2);
   EXPECT_EQ(run.err,
             "kxo: in.kxo: the system refuses access; check the permissions of the file and its "
@@ -53,7 +53,7 @@ TEST_F(Save, AFileThatNobodyMayWriteIsNotReplaced) {
 }
 
 TEST_F(Save, ALockedFileIsToldAndEndsWithItsOwnCode) {
-  EXPECT_EQ(Import(Opml("<outline text=\"1\"/>")).exitCode, 0);
+  EXPECT_EQ(Import(OpmlText("<outline text=\"1\"/>")).exitCode, 0);
   kx_gen::CFile other;
   other.Open(User("in.kxo").wstring().c_str(), kx_gen::CFile::modeReadWrite);
   const std::vector<std::vector<std::string>> lines = {

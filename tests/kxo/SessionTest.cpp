@@ -37,7 +37,7 @@ TEST_F(Session, ABrokenTemporaryFolderIsPassedOver) {
 
 TEST_F(Session, RelativeNamesAreThoseOfTheFolderWhereTheToolWasStarted) {
   fs::create_directories(User("a/b"));
-  WriteUserFile("in.opml", Opml("<outline text=\"1\"/>"));
+  WriteUserFile("in.opml", OpmlText("<outline text=\"1\"/>"));
   options_.folder = User("a/b");
   EXPECT_EQ(Kxo({"import", "../../in.opml", "-o", "./out.kxo"}).exitCode, 0);
   EXPECT_EQ(Kxo({"show", "../b/out.kxo"}).exitCode, 0);
@@ -48,7 +48,7 @@ TEST_F(Session, NamesInAllScriptsAndWithOddCharactersAreTaken) {
   for (const char* name :
        {"caf\u00E9 \u65E5.kxo", "\u0416\u05D0\u0E01.kxo", "\U0001F426.kxo", "100% & more;.kxo",
         "quote's.kxo", "-o.kxo", " two  blanks.kxo", "no extension", "(a)[b]{c}^$!,=+~`@#.kxo"}) {
-    WriteUserFile("in.opml", Opml("<outline text=\"1\"/>"));
+    WriteUserFile("in.opml", OpmlText("<outline text=\"1\"/>"));
     EXPECT_EQ(Kxo({"import", "in.opml", "-o", std::string("./") + name}).exitCode, 0) << name;
     EXPECT_TRUE(fs::exists(User(PathOf(name)))) << name;
     EXPECT_EQ(Kxo({"show", "--", name}).out, "T\n- 1\n") << name;
@@ -61,7 +61,7 @@ TEST_F(Session, NamesInAllScriptsAndWithOddCharactersAreTaken) {
 TEST_F(Session, FoldersInAllScriptsAreTaken) {
   for (const char* name : {"caf\u00E9 \u65E5", "\U0001F426", "a b", "it's"}) {
     fs::create_directory(User(PathOf(name)));
-    WriteUserFile(PathOf(name) / "in.opml", Opml("<outline text=\"1\"/>"));
+    WriteUserFile(PathOf(name) / "in.opml", OpmlText("<outline text=\"1\"/>"));
     options_.folder = User(PathOf(name));
     EXPECT_EQ(Kxo({"import", "in.opml"}).exitCode, 0) << name;
     EXPECT_EQ(Kxo({"import", "in.opml", "--force"}).exitCode, 0) << name;
@@ -72,7 +72,7 @@ TEST_F(Session, FoldersInAllScriptsAreTaken) {
 TEST_F(Session, ALongPathIsTaken) {
   const std::string part(200, 'p');
   fs::create_directories(User(part) / part);
-  WriteUserFile(fs::path(part) / part / "in.opml", Opml("<outline text=\"1\"/>"));
+  WriteUserFile(fs::path(part) / part / "in.opml", OpmlText("<outline text=\"1\"/>"));
   EXPECT_EQ(Kxo({"import", part + "/" + part + "/in.opml"}).exitCode, 0);
   EXPECT_EQ(Kxo({"show", part + "/" + part + "/in.kxo"}).out, "T\n- 1\n");
 }

@@ -67,7 +67,7 @@ StoredRow Row(unsigned indent, const std::wstring& text, const std::wstring& not
   return row;
 }
 
-std::string Opml(const std::string& body, const std::string& head) {
+std::string OpmlText(const std::string& body, const std::string& head) {
   return "<?xml version=\"1.0\"?>\n<opml version=\"2.0\"><head>" + head + "</head>\n<body>" + body +
          "</body></opml>\n";
 }
@@ -111,7 +111,7 @@ ProgramRun ToolTest::Import(const std::string& bytes, const std::vector<std::str
 
 void ToolTest::RunAll() const {
   WriteUserFile("bad.kxo", "no document");
-  EXPECT_EQ(Import(Opml("<outline text=\"1\"/>")).exitCode, 0);
+  EXPECT_EQ(Import(OpmlText("<outline text=\"1\"/>")).exitCode, 0);
   EXPECT_EQ(Kxo({"show", "in.kxo"}).exitCode, 0);
   EXPECT_EQ(Kxo({"info", "in.kxo"}).exitCode, 0);
   EXPECT_EQ(Kxo({"list", "."}).exitCode, 5);

@@ -40,7 +40,7 @@ struct StoredDocument {
 };
 
 /// An OPML file with this inside its body and head.
-std::string Opml(const std::string& body, const std::string& head = "<title>T</title>");
+std::string OpmlText(const std::string& body, const std::string& head = "<title>T</title>");
 
 std::string Repeated(size_t count, const std::string& text);
 /// The lines of a text.

@@ -190,7 +190,7 @@ class OpenOutline : public COutlineDB {
   using COutlineDB::GetSharedHeaderPtr;
 };
 
-std::unique_ptr<CDatabase> NewDatabase(Kind kind) {
+std::unique_ptr<CDatabase> NewReadable(Kind kind) {
   if (kind == Kind::kOutline) return std::make_unique<OpenOutline>();
   if (kind == Kind::kMemory) return std::make_unique<CMemOutlDB>();
   return std::make_unique<CCategoryDB>();
@@ -213,7 +213,7 @@ void AskHeaders(CDatabase& db, Kind kind, LibraryReading& reading) {
 LibraryReading ReadWithLibrary(const Bytes& bytes, Kind kind) {
   kx_gen::MemFile file(1u << 12);
   if (!bytes.empty()) file.Write(bytes.data(), static_cast<unsigned int>(bytes.size()));
-  const std::unique_ptr<CDatabase> db = NewDatabase(kind);
+  const std::unique_ptr<CDatabase> db = NewReadable(kind);
   db->Attach(&file);
   LibraryReading reading;
   reading.open = MessageOf([&] {

@@ -22,13 +22,12 @@ using kx_gen::CDBRecordset;
 using kx_gen::COutlineDB;
 using kx_gen::COutlineRecord;
 using kx_seam::AllocationLimit;
+using kx_seam::kMostAllocations;
 using kx_test::Bytes;
 using kx_test::Thrown;
 using kx_test::thrownBy;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
-
-constexpr long kMost = 2000;  // allocations of a document's life
 
 class DatabaseExhaustionTest : public kx_test::KxTest {
  protected:
@@ -120,7 +119,7 @@ TEST_F(DatabaseExhaustionTest, AnAssignmentThatRunsOutOfMemoryChangesNothing) {
 }
 
 TEST_F(DatabaseExhaustionTest, ASetThatCannotGrowKeepsItsRows) {
-  for (long allowed = 0; allowed < kMost; ++allowed) {
+  for (long allowed = 0; allowed < kMostAllocations; ++allowed) {
     CDBRecordset set;
     CDBRecord* first = set.Append();
     CDBRecord* second = set.Append();
@@ -174,7 +173,7 @@ TEST_F(DatabaseExhaustionTest, ADatabaseThatCannotMakeItsSetThrowsMessage11AndKe
 /// Runs `life` with ever more memory until it ends well; every other end must be one of those that
 /// are documented. Nothing may be lost or freed twice on the way, which the sanitizers watch.
 void untilItEndsWell(const std::function<void()>& life) {
-  for (long allowed = 0; allowed < kMost; ++allowed) {
+  for (long allowed = 0; allowed < kMostAllocations; ++allowed) {
     try {
       const AllocationLimit limit(allowed);
       life();
@@ -204,7 +203,7 @@ TEST_F(DatabaseExhaustionTest, ADocumentOpensAndReadsOrFailsCleanly) {
 
 TEST_F(DatabaseExhaustionTest, ASaveThatRanOutOfMemoryCanBeRepeated) {
   make();
-  for (long allowed = 0; allowed < kMost; ++allowed) {
+  for (long allowed = 0; allowed < kMostAllocations; ++allowed) {
     make();
     COutlineDB db;
     ASSERT_EQ(db.Open(file().c_str(), kx_test::kReadWrite), 1);
@@ -233,7 +232,7 @@ TEST_F(DatabaseExhaustionTest, ASaveThatRanOutOfMemoryCanBeRepeated) {
 }
 
 TEST_F(DatabaseExhaustionTest, DeletingRemembersWhatItDeletedEvenThen) {
-  for (long allowed = 0; allowed < kMost; ++allowed) {
+  for (long allowed = 0; allowed < kMostAllocations; ++allowed) {
     COutlineDB db;
     for (unsigned long id = 1; id <= 5; ++id) {
       static_cast<COutlineRecord*>(db.GetRecordset()->Append())->SetId(id);

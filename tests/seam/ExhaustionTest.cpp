@@ -19,6 +19,7 @@ using kx_gen::CFile;
 using kx_gen::CFileException;
 using kx_gen::CFileStream;
 using kx_seam::AllocationLimit;
+using kx_seam::kMostAllocations;
 using kx_test::assertionLine;
 using kx_test::clearLog;
 using kx_test::logLines;
@@ -27,8 +28,6 @@ using kx_test::thrownBy;
 using testing::AnyOf;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-constexpr long kMost = 200;  // allocations of a single call
 
 class ExhaustionTest : public kx_test::KxTest {
  protected:
@@ -52,7 +51,7 @@ bool succeedsWith(long allowed, const std::function<void()>& call) {
 // what it should; every failure must leave the string as it was.
 void expectAllOrNothing(const std::function<void(_String&)>& call, const std::wstring& expected) {
   const std::wstring before = L"a text of more characters than a string keeps in itself\n";
-  for (long allowed = 0; allowed < kMost; ++allowed) {
+  for (long allowed = 0; allowed < kMostAllocations; ++allowed) {
     _String text(before.c_str());
     if (succeedsWith(allowed, [&] { call(text); })) {
       EXPECT_EQ(std::wstring(text), expected);
@@ -81,7 +80,7 @@ TEST_F(ExhaustionTest, AStringKeepsItsContentsWhenItCannotChange) {
 
 TEST_F(ExhaustionTest, ATraceIsWrittenOrDroppedAndNeverThrows) {
   const std::wstring text(30000, L'x');
-  for (long allowed = 0; allowed < kMost; ++allowed) {
+  for (long allowed = 0; allowed < kMostAllocations; ++allowed) {
     clearLog();
     EXPECT_TRUE(succeedsWith(allowed, [] { KX_Trace(L"%s %S", L"wide", "narrow"); })) << allowed;
     EXPECT_THAT(logLines(), AnyOf(IsEmpty(), ElementsAre("wide narrow")));
@@ -92,7 +91,7 @@ TEST_F(ExhaustionTest, ATraceIsWrittenOrDroppedAndNeverThrows) {
 }
 
 TEST_F(ExhaustionTest, WithoutMemoryAnExceptionGoesWithoutItsText) {
-  for (long allowed = 0; allowed < kMost; ++allowed) {
+  for (long allowed = 0; allowed < kMostAllocations; ++allowed) {
     EXPECT_TRUE(succeedsWith(allowed, [] {
       const CException e(13ul, 12);
       EXPECT_EQ(e.GetErrNumber(), 12ul);

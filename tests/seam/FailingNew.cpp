@@ -5,13 +5,13 @@
 
 namespace {
 
-constexpr long kNoLimit = -1;
+constexpr long kAnyNumber = -1;
 
-thread_local long allowedLeft = kNoLimit;
+thread_local long allowedLeft = kAnyNumber;
 thread_local long failuresLeft = 0;
 
 bool mayAllocate() {
-  if (allowedLeft == kNoLimit) return true;
+  if (allowedLeft == kAnyNumber) return true;
   if (allowedLeft > 0) {
     --allowedLeft;
     return true;
@@ -42,7 +42,7 @@ AllocationLimit::AllocationLimit(long allowed, long failures) {
   failuresLeft = failures;
 }
 
-AllocationLimit::~AllocationLimit() { allowedLeft = kNoLimit; }
+AllocationLimit::~AllocationLimit() { allowedLeft = kAnyNumber; }
 
 }  // namespace kx_seam
 

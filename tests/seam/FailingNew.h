@@ -15,4 +15,7 @@ class AllocationLimit {
   ~AllocationLimit();
 };
 
+/// Nothing that a test does makes as many: by then it has ended well.
+constexpr long kMostAllocations = 3000;
+
 }  // namespace kx_seam

@@ -10,11 +10,10 @@
 namespace {
 
 using kx_seam::AllocationLimit;
+using kx_seam::kMostAllocations;
 using kx_test::messageText;
 using kx_test::Thrown;
 using kx_test::thrownBy;
-
-constexpr long kMost = 3000;  // allocations of a document's life
 
 class FlatExhaustionTest : public kx_test::FlatTest {
  protected:
@@ -32,7 +31,7 @@ class FlatExhaustionTest : public kx_test::FlatTest {
   /// Lets every allocation of `create` fail in turn, until it gives an object.
   static void expectNullUntil(const std::function<void*()>& create,
                               const std::function<void(void*)>& destroy) {
-    for (long allowed = 0; allowed < kMost; ++allowed) {
+    for (long allowed = 0; allowed < kMostAllocations; ++allowed) {
       void* made = nullptr;
       {
         const AllocationLimit limit(allowed);
@@ -89,7 +88,7 @@ TEST_F(FlatExhaustionTest, ADuplicateThatFailsLeavesNoRow) {
   kx_test::FlatOutline db;
   RV_REC rec = addItem(db, 12, L"text");
   KX_FlatGuard(1);
-  for (long allowed = 0; allowed < kMost; ++allowed) {
+  for (long allowed = 0; allowed < kMostAllocations; ++allowed) {
     RV_REC copy = nullptr;
     {
       const AllocationLimit limit(allowed);
@@ -107,7 +106,7 @@ TEST_F(FlatExhaustionTest, ARenamingThatFailsMarksNothing) {
   const wchar_t* const after = L"another name that is longer than what a string keeps in itself";
   kx_gen::CCategoryRecord& record = kx_test::categoryOf(RV_AddNewCategorybyName(cat, before));
   KX_FlatGuard(1);
-  for (long allowed = 0; allowed < kMost; ++allowed) {
+  for (long allowed = 0; allowed < kMostAllocations; ++allowed) {
     {
       const AllocationLimit limit(allowed);
       RV_RenameCategory(cat, before, after);
@@ -149,7 +148,7 @@ bool live(const std::wstring& path) {
 TEST_F(FlatExhaustionTest, UnderTheGuardNothingIsThrownWhicheverAllocationFails) {
   KX_FlatGuard(1);
   const std::wstring name = path(L"a.kxo");
-  for (long nth = 0; nth < kMost; ++nth) {
+  for (long nth = 0; nth < kMostAllocations; ++nth) {
     for (long failures : {1L, AllocationLimit::kAllOthers}) {
       const AllocationLimit limit(nth, failures);
       if (live(name) && failures == AllocationLimit::kAllOthers) return;

@@ -5,9 +5,9 @@
 
 namespace {
 
-constexpr size_t kNoLimit = std::numeric_limits<size_t>::max();
+constexpr size_t kAnySize = std::numeric_limits<size_t>::max();
 
-thread_local size_t largestAllowed = kNoLimit;
+thread_local size_t largestAllowed = kAnySize;
 thread_local size_t largestAsked = 0;
 thread_local long grantedLeft = 0;
 
@@ -21,7 +21,7 @@ LargestRequest::LargestRequest(size_t largest, long granted) {
   largestAsked = 0;
 }
 
-LargestRequest::~LargestRequest() { largestAllowed = kNoLimit; }
+LargestRequest::~LargestRequest() { largestAllowed = kAnySize; }
 
 size_t LargestRequest::asked() const { return largestAsked; }
 

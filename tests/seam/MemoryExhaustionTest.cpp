@@ -11,6 +11,7 @@
 #include "LimitedMalloc.h"
 #include "MemAPI.h"
 #include "OutlineDB.h"
+#include "Pictures.h"
 
 namespace {
 
@@ -19,9 +20,11 @@ using kx_gen::CMemOutlDB;
 using kx_gen::MemFile;
 using kx_gen::SharedFile;
 using kx_seam::AllocationLimit;
+using kx_seam::kMostAllocations;
 using kx_seam::LargestRequest;
 using kx_test::Bytes;
 using kx_test::bytesOf;
+using kx_test::dataOf;
 using kx_test::logLines;
 using kx_test::Thrown;
 using kx_test::thrownBy;
@@ -29,11 +32,8 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 constexpr unsigned long kHeaderSize = 4;
-constexpr long kMost = 2000;  // allocations of a document's life
 
 class MemoryExhaustionTest : public kx_test::KxTest {};
-
-Bytes dataOf(void* handle) { return bytesOf(MemGetPtr(handle), MemGetSize(handle)); }
 
 void* handleOf(const std::string& text) {
   void* handle = MemAlloc(static_cast<unsigned long>(text.size()));
@@ -198,7 +198,7 @@ TEST_F(MemoryExhaustionTest, AMemoryOutlineOpensAndReadsOrFailsCleanly) {
     db.WriteRows();
   }
   const Bytes before = kx_test::readFile("outline.mem");
-  for (long allowed = 0; allowed < kMost; ++allowed) {
+  for (long allowed = 0; allowed < kMostAllocations; ++allowed) {
     bool isRead = false;
     try {
       const AllocationLimit limit(allowed);

@@ -15,7 +15,7 @@ using kx_gen::_String;
 constexpr unsigned int kFirstId = 1000;
 
 /// The text of this length.
-std::wstring textOf(size_t length) {
+std::wstring letters(size_t length) {
   std::wstring text(length, L'a');
   for (size_t i = 0; i < length; ++i) text[i] = static_cast<wchar_t>(L'a' + i % 10);
   return text;
@@ -33,7 +33,7 @@ class ResourceTextsTest : public testing::Test {
 TEST_F(ResourceTextsTest, ATextOf600CharactersFillsABufferOf512) {
   wchar_t buffer[512] = {};
   EXPECT_EQ(511, LoadStringW(kx_GetModule(), kFirstId + 600, buffer, 512));
-  EXPECT_EQ(textOf(511), buffer);
+  EXPECT_EQ(letters(511), buffer);
 }
 
 TEST_F(ResourceTextsTest, TextsOfAnyLengthAreLoadedWhole) {
@@ -41,7 +41,7 @@ TEST_F(ResourceTextsTest, TextsOfAnyLengthAreLoadedWhole) {
                                     1023u, 1024u, 1025u, 3000u}) {
     _String text(L"before");
     EXPECT_TRUE(text.LoadStringW(kFirstId + length)) << length;
-    EXPECT_EQ(std::wstring(text), textOf(length)) << length;
+    EXPECT_EQ(std::wstring(text), letters(length)) << length;
   }
 }
 

@@ -15,9 +15,8 @@ namespace fs = std::filesystem;
 
 using kx_gen::COutlineDB;
 using kx_seam::AllocationLimit;
+using kx_seam::kMostAllocations;
 using kx_test::Bytes;
-
-constexpr long kMost = 2000;  // allocations of a save
 
 class SaveExhaustionTest : public kx_test::KxTest {
  protected:
@@ -69,7 +68,7 @@ class SaveExhaustionTest : public kx_test::KxTest {
   /// Saves with ever more memory until that is enough.
   template <class MakeLimit>
   void SaveUntilItSucceeds(MakeLimit makeLimit) {
-    for (long allowed = 0; allowed < kMost; ++allowed) {
+    for (long allowed = 0; allowed < kMostAllocations; ++allowed) {
       SCOPED_TRACE(allowed);
       COutlineDB db;
       Open(db);

@@ -60,6 +60,10 @@ Bytes headerBytes(const Header& header) {
                le32(static_cast<uint32_t>(header.resolution)), le32(header.used), le32(0)});
 }
 
+Bytes coreHeader(uint16_t width, uint16_t height, uint16_t bits) {
+  return join({le32(12), le16(width), le16(height), le16(1), le16(bits)});
+}
+
 size_t rowSizeOf(size_t bits, size_t width) { return (bits * width + 31) / 32 * 4; }
 
 Bytes colorTable(unsigned count) {

@@ -29,6 +29,8 @@ struct Header {
   int32_t resolution = 0;
 };
 Bytes headerBytes(const Header& header);
+/// The older header, of 12 bytes.
+Bytes coreHeader(uint16_t width, uint16_t height, uint16_t bits);
 /// Where some of them lie.
 namespace header_at {
 constexpr size_t kWidth = 4;

@@ -5,8 +5,8 @@
 namespace kx_failing {
 namespace {
 
-constexpr const char* kState = "XDG_STATE_HOME";
-constexpr const char* kTemporary = "TMPDIR";
+constexpr const char* kStateVariable = "XDG_STATE_HOME";
+constexpr const char* kTemporaryVariable = "TMPDIR";
 
 std::optional<std::string> ValueOf(const char* name) {
   const char* const value = std::getenv(name);
@@ -24,14 +24,14 @@ void SetValue(const char* name, const std::optional<std::string>& value) {
 }  // namespace
 
 Environment::Environment(const std::filesystem::path& state, const std::filesystem::path& temporary)
-    : state_(ValueOf(kState)), temporary_(ValueOf(kTemporary)) {
-  SetValue(kState, state.native());
-  SetValue(kTemporary, temporary.native());
+    : state_(ValueOf(kStateVariable)), temporary_(ValueOf(kTemporaryVariable)) {
+  SetValue(kStateVariable, state.native());
+  SetValue(kTemporaryVariable, temporary.native());
 }
 
 Environment::~Environment() {
-  SetValue(kState, state_);
-  SetValue(kTemporary, temporary_);
+  SetValue(kStateVariable, state_);
+  SetValue(kTemporaryVariable, temporary_);
 }
 
 }  // namespace kx_failing

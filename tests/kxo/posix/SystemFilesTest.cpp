@@ -45,7 +45,7 @@ TEST_F(SystemFiles, ARelativeStateFolderIsNotMeant) {
 TEST_F(SystemFiles, EveryNameThatTheSystemTakesIsTaken) {
   for (const char* name : {"what?.kxo", "a\\b.kxo", "a*|<>\".kxo", "dot.", "blank ",
                            "new\nline.kxo", "\xFF\xFE.kxo", "12:30.kxo"}) {
-    WriteUserFile("in.opml", Opml("<outline text=\"1\"/>"));
+    WriteUserFile("in.opml", OpmlText("<outline text=\"1\"/>"));
     EXPECT_EQ(Kxo({"import", "in.opml", "-o", std::string("./") + name}).exitCode, 0) << name;
     EXPECT_TRUE(fs::exists(User(name))) << name;
     EXPECT_EQ(Kxo({"show", "--", name}).out, "T\n- 1\n") << name;
@@ -58,7 +58,7 @@ TEST_F(SystemFiles, EveryNameThatTheSystemTakesIsTaken) {
 TEST_F(SystemFiles, EveryFolderThatTheSystemTakesIsTaken) {
   for (const char* name : {"what?", "a\\b", "dot.", "blank ", "\xFF", "*"}) {
     fs::create_directory(User(name));
-    WriteUserFile(fs::path(name) / "in.opml", Opml("<outline text=\"1\"/>"));
+    WriteUserFile(fs::path(name) / "in.opml", OpmlText("<outline text=\"1\"/>"));
     options_.folder = User(name);
     EXPECT_EQ(Kxo({"import", "in.opml"}).exitCode, 0) << name;
     EXPECT_EQ(Kxo({"import", "in.opml", "--force"}).exitCode, 0) << name;
@@ -75,7 +75,7 @@ TEST_F(SystemFiles, ControlCharactersOfNamesAreEscapedInMessages) {
 }
 
 TEST_F(SystemFiles, AbsoluteNamesServeWhereTheCurrentFolderIsGone) {
-  ASSERT_EQ(Import(Opml("")).exitCode, 0);
+  ASSERT_EQ(Import(OpmlText("")).exitCode, 0);
   options_.folder = MakeFolder("gone");
   options_.prepare = [] { fs::remove(fs::current_path()); };
   EXPECT_EQ(Kxo({"show", User("in.kxo").string()}).exitCode, 0);
@@ -90,7 +90,7 @@ TEST_F(SystemFiles, AbsoluteNamesServeWhereTheCurrentFolderIsGone) {
 TEST_F(SystemFiles, ThroughALinkedFolderTheParentIsThatOfTheRealOne) {
   fs::create_directories(User("real/deep"));
   fs::create_directory_symlink("real/deep", User("link"));
-  WriteUserFile("real/in.opml", Opml("<outline text=\"1\"/>"));
+  WriteUserFile("real/in.opml", OpmlText("<outline text=\"1\"/>"));
   EXPECT_EQ(Kxo({"import", "link/../in.opml", "-o", "link/../out.kxo"}).exitCode, 0);
   EXPECT_EQ(Kxo({"show", "link/../out.kxo"}).exitCode, 0);
   EXPECT_TRUE(fs::exists(User("real/out.kxo")));
@@ -98,21 +98,21 @@ TEST_F(SystemFiles, ThroughALinkedFolderTheParentIsThatOfTheRealOne) {
 
 TEST_F(SystemFiles, ALinkThatLeadsNowhereIsAnExistingTarget) {
   fs::create_symlink("nowhere", User("in.kxo"));
-  EXPECT_EQ(Import(Opml("")).exitCode, 2);
+  EXPECT_EQ(Import(OpmlText("")).exitCode, 2);
   EXPECT_TRUE(fs::is_symlink(User("in.kxo")));
 }
 
 TEST_F(SystemFiles, ThroughALinkTheFileThatItLeadsToIsReplaced) {
   WriteUserFile("real.kxo", "old");
   fs::create_symlink("real.kxo", User("in.kxo"));
-  EXPECT_EQ(Import(Opml(""), {"--force"}).exitCode, 0);
+  EXPECT_EQ(Import(OpmlText(""), {"--force"}).exitCode, 0);
   EXPECT_TRUE(fs::is_symlink(User("in.kxo")));
   EXPECT_THAT(UserFile("real.kxo"), StartsWith("\x78\x56\x34\x12"));
 }
 
 TEST_F(SystemFiles, WithForceALinkThatLeadsNowhereGetsItsFile) {
   fs::create_symlink("elsewhere", User("in.kxo"));
-  EXPECT_EQ(Import(Opml("<outline text=\"1\"/>"), {"--force"}).exitCode, 0);
+  EXPECT_EQ(Import(OpmlText("<outline text=\"1\"/>"), {"--force"}).exitCode, 0);
   EXPECT_TRUE(fs::is_symlink(User("in.kxo")));
   EXPECT_EQ(ReadDocument("elsewhere").rows.size(), 1u);
   EXPECT_THAT(UserFiles(), ElementsAre("elsewhere", "in.kxo", "in.opml"));
@@ -123,14 +123,14 @@ TEST_F(SystemFiles, WithForceALinkThatLeadsNowhereGetsItsFile) {
 TEST_F(SystemFiles, AReplacedTargetKeepsItsPermissions) {
   WriteUserFile("in.kxo", "old");
   fs::permissions(User("in.kxo"), fs::perms::owner_read | fs::perms::owner_write);
-  EXPECT_EQ(Import(Opml("<outline text=\"new\"/>"), {"--force"}).exitCode, 0);
+  EXPECT_EQ(Import(OpmlText("<outline text=\"new\"/>"), {"--force"}).exitCode, 0);
   EXPECT_EQ(ReadDocument().rows.size(), 1u);
   EXPECT_EQ(fs::status(User("in.kxo")).permissions(),
             fs::perms::owner_read | fs::perms::owner_write);
 }
 
 TEST_F(SystemFiles, ForceNeverReplacesADevice) {
-  const ProgramRun run = Import(Opml(""), {"--force", "-o", "/dev/null"});
+  const ProgramRun run = Import(OpmlText(""), {"--force", "-o", "/dev/null"});
   EXPECT_EQ(run.exitCode, 2);
   EXPECT_EQ(run.err, "kxo: /dev/null: this is not a regular file; choose another with -o\n");
   EXPECT_TRUE(fs::is_character_file("/dev/null"));
@@ -144,7 +144,7 @@ TEST_F(SystemFiles, AFailedWriteLeavesNothingBehind) {
     std::signal(SIGXFSZ, SIG_IGN);  // the write itself shall fail
   };
   const ProgramRun run =
-      Import(Opml(Repeated(100, "<outline text=\"more than fits\"/>")), {"--force"});
+      Import(OpmlText(Repeated(100, "<outline text=\"more than fits\"/>")), {"--force"});
   EXPECT_EQ(run.exitCode, 2);
   EXPECT_THAT(LinesOf(run.err), ElementsAre(StartsWith("kxo: in.kxo: ")));
   EXPECT_EQ(UserFile("in.kxo"), "precious");

@@ -22,7 +22,7 @@ constexpr const char* kAllScripts =
 TEST_F(WindowsTool, NamesOnTheCommandLineAreUnicode) {
   ASSERT_NE(::GetACP(), UINT{CP_UTF8});
   const std::string name = std::string(kAllScripts) + ".kxo";
-  WriteUserFile("in.opml", Opml("<outline text=\"1\"/>"));
+  WriteUserFile("in.opml", OpmlText("<outline text=\"1\"/>"));
   const ProgramRun run = Kxo({"import", "in.opml", "-o", name});
   EXPECT_EQ(run.exitCode, 0);
   EXPECT_EQ(run.err, "kxo: " + name + ": written, 1 item\n");
@@ -33,13 +33,13 @@ TEST_F(WindowsTool, NamesOnTheCommandLineAreUnicode) {
 }
 
 TEST_F(WindowsTool, OutputIntoAFileIsUtf8WithPlainLineEnds) {
-  WriteUserFile("in.opml", Opml(std::string("<outline text=\"") + kAllScripts + "\"/>"));
+  WriteUserFile("in.opml", OpmlText(std::string("<outline text=\"") + kAllScripts + "\"/>"));
   EXPECT_EQ(Kxo({"import", "in.opml"}).exitCode, 0);
   EXPECT_EQ(Kxo({"show", "in.kxo"}).out, std::string("T\n- ") + kAllScripts + "\n");
 }
 
 TEST_F(WindowsTool, TheConsoleShowsUnicode) {
-  WriteUserFile("in.opml", Opml(std::string("<outline text=\"") + kAllScripts + "\"/>"));
+  WriteUserFile("in.opml", OpmlText(std::string("<outline text=\"") + kAllScripts + "\"/>"));
   EXPECT_EQ(Kxo({"import", "in.opml"}).exitCode, 0);
   EXPECT_EQ(KxoOnTerminal({"show", "in.kxo"}).out,
             std::string("T\n\u2514\u2500 ") + kAllScripts + "\n");
@@ -57,7 +57,7 @@ TEST_F(WindowsTool, WordsArriveAsTheyWereGiven) {
 
 TEST_F(WindowsTool, BothSeparatorsServeInNames) {
   fs::create_directories(User("a/b"));
-  WriteUserFile("a/b/in.opml", Opml("<outline text=\"1\"/>"));
+  WriteUserFile("a/b/in.opml", OpmlText("<outline text=\"1\"/>"));
   EXPECT_EQ(Kxo({"import", "a\\b/in.opml", "-o", ".\\a\\out.kxo"}).exitCode, 0);
   EXPECT_EQ(Kxo({"show", User("a\\out.kxo").string()}).out, "T\n- 1\n");
 }
@@ -67,7 +67,7 @@ TEST_F(WindowsTool, NamesThatTheSystemRefusesAreToldInOneLine) {
     const ProgramRun run = Kxo({"show", name});
     EXPECT_EQ(run.exitCode, 2) << name;
     EXPECT_THAT(LinesOf(run.err), ElementsAre(StartsWith("kxo: "))) << name;
-    const ProgramRun import = Import(Opml(""), {"-o", name});
+    const ProgramRun import = Import(OpmlText(""), {"-o", name});
     EXPECT_EQ(import.exitCode, 2) << name;
     EXPECT_THAT(UserFiles(), ElementsAre("in.opml")) << name;
   }
@@ -76,7 +76,7 @@ TEST_F(WindowsTool, NamesThatTheSystemRefusesAreToldInOneLine) {
 TEST_F(WindowsTool, DevicesAreNoDocuments) {
   for (const char* device : {"NUL", "CON"}) {
     EXPECT_EQ(Kxo({"show", device}).exitCode, 2) << device;
-    EXPECT_EQ(Import(Opml(""), {"--force", "-o", device}).exitCode, 2) << device;
+    EXPECT_EQ(Import(OpmlText(""), {"--force", "-o", device}).exitCode, 2) << device;
     EXPECT_THAT(UserFiles(), ElementsAre("in.opml")) << device;
   }
 }
@@ -95,7 +95,7 @@ TEST_F(WindowsTool, WithoutAStateFolderATemporaryFolderServesAndGoes) {
 TEST_F(WindowsTool, AReadOnlyTargetIsNotReplaced) {
   WriteUserFile("in.kxo", "precious");
   fs::permissions(User("in.kxo"), fs::perms::owner_read);
-  EXPECT_EQ(Import(Opml(""), {"--force"}).exitCode, 2);
+  EXPECT_EQ(Import(OpmlText(""), {"--force"}).exitCode, 2);
   EXPECT_EQ(UserFile("in.kxo"), "precious");
   EXPECT_THAT(UserFiles(), ElementsAre("in.kxo", "in.opml"));
 }

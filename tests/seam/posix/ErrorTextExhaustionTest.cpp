@@ -7,13 +7,13 @@
 
 namespace {
 
-constexpr unsigned long kUnknown = 0x20000123;
+constexpr unsigned long kWithoutText = 0x20000123;
 
 TEST(ErrorTextExhaustionTest, AReasonWithoutATextIsItsNumber) {
   wchar_t* text = nullptr;
   {
     const kx_seam::LargestRequest nothing(0);  // the reason's text is made of it, the report not
-    text = kx_gen::FormatLastError(kUnknown);
+    text = kx_gen::FormatLastError(kWithoutText);
   }
   EXPECT_STREQ(text,
                L"FormatMessage failed on error 0x20000123 for the following reason: error 317");

@@ -6,6 +6,10 @@
 
 namespace kx_seam {
 
+/// For what the system refuses to everybody but root: who a child becomes where root runs the
+/// tests.
+constexpr uid_t kOrdinaryUser = 65534;
+
 /// Runs `body` in a child and gives its result, 0 to 127; -1 when the child did not end by itself.
 template <class Body>
 int inChild(Body body) {

@@ -30,20 +30,18 @@ using kx_test::Thrown;
 using kx_test::thrownBy;
 using testing::ElementsAre;
 
-constexpr uid_t kOrdinaryUser = 65534;
-
 std::vector<SystemCall> calls;
 /// The call of this kind, counted from 1, that is refused, and with which error.
-struct Refusal {
+struct NthRefusal {
   SystemCall call = SystemCall::kOpen;
   int nth = 0;
   int error = 0;
 };
-std::vector<Refusal> refusals;
+std::vector<NthRefusal> refusals;
 
 int recordAndRefuse(SystemCall call, size_t* /*count*/) {
   calls.push_back(call);
-  for (Refusal& refusal : refusals) {
+  for (NthRefusal& refusal : refusals) {
     if (refusal.call == call && --refusal.nth == 0) return refusal.error;
   }
   return 0;
@@ -67,7 +65,7 @@ class SaveSystemTest : public kx_test::KxTest {
     SaveDatabaseFile(db, path(name).c_str());
   }
   /// What a save throws while the system refuses these calls.
-  Thrown ThrownBySaving(const std::vector<Refusal>& refused) {
+  Thrown ThrownBySaving(const std::vector<NthRefusal>& refused) {
     refusals = refused;
     kx_posix::SetCallHook(recordAndRefuse);
     Thrown thrown = thrownBy([&] { SaveAs(L"docs/doc"); });
@@ -150,8 +148,8 @@ TEST_F(SaveSystemTest, WhereNamesCannotBeExchangedTheNewOneReplacesTheOld) {
 
 TEST_F(SaveSystemTest, WithoutAWayBackTheNewDocumentStays) {
   makeFile("docs/doc", "old");
-  const std::vector<Refusal> refused = {{SystemCall::kRename, 1, EINVAL},
-                                        {SystemCall::kFlush, 2, EIO}};
+  const std::vector<NthRefusal> refused = {{SystemCall::kRename, 1, EINVAL},
+                                           {SystemCall::kFlush, 2, EIO}};
   EXPECT_EQ(ThrownBySaving(refused).kind, Thrown::kNothing);
   EXPECT_TRUE(IsSaved("docs/doc"));
 }

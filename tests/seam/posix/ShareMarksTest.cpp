@@ -16,8 +16,6 @@
 namespace kx_seam {
 namespace {
 
-constexpr uid_t kOrdinaryUser = 65534;
-
 class ShareMarksTest : public ShareProcessesTest {};
 
 TEST_F(ShareMarksTest, UsersWithoutAllPermissionsConflictByTheSameRule) {
