@@ -7,6 +7,7 @@
 #include "FailingCalls.h"
 #include "Heap.h"
 #include "KeptTraces.h"
+#include "Pace.h"
 
 namespace kx_failing {
 namespace {
@@ -17,11 +18,10 @@ using kx_seam::Refusal;
 
 constexpr long kMostPoints = 100000;
 
-/// Where a processor is imitated, and under sanitizers, only some of the points behind the first
-/// ones are tried, since that takes many times as long: the build says how many. Those of one row
-/// are those of the next, and the number is a prime, so that all kinds have their turn.
+/// Where programs are slow, only some of the points behind the first ones are tried. Those of one
+/// row are those of the next, and the number is a prime, so that all kinds have their turn.
 constexpr long kFirstPoints = 30;
-constexpr long kStride = KX_FAILING_STRIDE;
+constexpr long kStride = kx_test::kIsSlow ? 31 : 1;
 
 long nextPoint(long n) { return n < kFirstPoints ? n + 1 : n + kStride; }
 

@@ -9,6 +9,7 @@
 #include <tuple>
 
 #include "Documents.h"
+#include "Pace.h"
 #include "SalvageSupport.h"
 
 namespace kxo_test {
@@ -65,11 +66,9 @@ TEST_P(SalvageAgreementOnGolden, EveryCutOfIt) {
   }
 }
 
-constexpr bool kFewChanges = KX_FEW_CHANGES != 0;
-
 /// What a byte is changed to by turning these bits: each alone, all, and some others that differ
 /// from place to place. All there are, if the environment asks for it; that takes half a minute.
-/// Where the build says that programs are slow there, one bit alone, all, and one other.
+/// Where programs are slow, one bit alone, all, and one other.
 std::vector<unsigned char> ChangesAt(size_t offset) {
   std::vector<unsigned char> changes;
   if (std::getenv("KX_EVERY_CHANGE") != nullptr) {
@@ -80,12 +79,12 @@ std::vector<unsigned char> ChangesAt(size_t offset) {
   }
   constexpr size_t kBits = 8;
   for (size_t bit = 0; bit < kBits; ++bit) {
-    if (kFewChanges && bit != offset % kBits) continue;
+    if (kx_test::kIsSlow && bit != offset % kBits) continue;
     changes.push_back(static_cast<unsigned char>(1u << bit));
   }
   changes.push_back(0xFF);
   Random random(static_cast<uint32_t>(offset));
-  constexpr int kOthers = kFewChanges ? 1 : 4;
+  constexpr int kOthers = kx_test::kIsSlow ? 1 : 4;
   for (int i = 0; i < kOthers; ++i) {
     changes.push_back(static_cast<unsigned char>(random.Between(1, 0xFE)));
   }
@@ -121,7 +120,7 @@ void ExpectAgreementOnDamaged(const Bytes& sound, Kind kind, uint32_t seeds) {
 }
 
 TEST_P(SalvageAgreementOnGolden, EveryKindOfDamageToIt) {
-  ExpectAgreementOnDamaged(GetFile(), GetKind(), 200);
+  ExpectAgreementOnDamaged(GetFile(), GetKind(), kx_test::kIsSlow ? 50 : 200);
 }
 
 class SalvageAgreementOnGenerated : public SalvageAgreement,

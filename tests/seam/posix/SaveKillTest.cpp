@@ -4,13 +4,16 @@
 #include <iostream>
 
 #include "InChild.h"
+#include "Pace.h"
 #include "SaveScenarios.h"
 #include "SystemCalls.h"
 
 namespace kx_seam {
 namespace {
 
-constexpr int kMostCalls = 2000;
+using kx_test::kSweepStep;
+
+constexpr int kCallsBeforeKill = 2000;
 
 /// The call of the process before which it is killed, and how much a transfer moves at most.
 int callsLeft = 0;
@@ -38,10 +41,10 @@ bool saveUntilKilled(const Stage& stage, int n, size_t most) {
 
 class SaveKillTest : public kx_test::KxTest {
  protected:
-  /// Kills the save at each of its calls; how many there are.
+  /// Kills the save at its calls; at how many.
   static int KillEverywhere(const Scenario& scenario, size_t transfer) {
     const Stage stage(scenario);
-    for (int n = 1; n <= kMostCalls; ++n) {
+    for (int n = 1; n <= kCallsBeforeKill; n += kSweepStep) {
       SCOPED_TRACE(testing::Message() << scenario << ", call " << n);
       stage.Reset();
       const bool wasKilled = saveUntilKilled(stage, n, transfer);
@@ -50,7 +53,7 @@ class SaveKillTest : public kx_test::KxTest {
       EXPECT_LE(stage.CountLeftovers(), 1u);
       EXPECT_TRUE(wasKilled || stage.IsNew());
       if (stage.CountLeftovers() > 0) ExpectCleanedUp(stage);
-      if (!wasKilled || testing::Test::HasFailure()) return n - 1;
+      if (!wasKilled || testing::Test::HasFailure()) return (n - 1) / kSweepStep;
     }
     ADD_FAILURE() << "never ended: " << scenario;
     return 0;
@@ -73,21 +76,23 @@ class SaveKillTest : public kx_test::KxTest {
 };
 
 TEST_F(SaveKillTest, ALargeOutlineIsOldOrNew) {
-  EXPECT_GE(KillEverywhere(Kind::kLargeOutline), 250);
+  EXPECT_GE(KillEverywhere(Kind::kLargeOutline), 250 / kSweepStep);
 }
 
 TEST_F(SaveKillTest, ALargeOutlineWrittenInSmallPiecesIsOldOrNew) {
-  EXPECT_GE(KillEverywhere(Kind::kLargeOutline, 1000), 500);
+  EXPECT_GE(KillEverywhere(Kind::kLargeOutline, 1000), 500 / kSweepStep);
 }
 
 TEST_F(SaveKillTest, ASmallOutlineIsOldOrNew) {
-  EXPECT_GE(KillEverywhere(Kind::kSmallOutline), 250);
+  EXPECT_GE(KillEverywhere(Kind::kSmallOutline), 250 / kSweepStep);
 }
 
-TEST_F(SaveKillTest, CategoriesAreOldOrNew) { EXPECT_GE(KillEverywhere(Kind::kCategories), 250); }
+TEST_F(SaveKillTest, CategoriesAreOldOrNew) {
+  EXPECT_GE(KillEverywhere(Kind::kCategories), 250 / kSweepStep);
+}
 
 TEST_F(SaveKillTest, AMemoryOutlineIsOldOrNew) {
-  EXPECT_GE(KillEverywhere(Kind::kMemoryOutline), 250);
+  EXPECT_GE(KillEverywhere(Kind::kMemoryOutline), 250 / kSweepStep);
 }
 
 }  // namespace
