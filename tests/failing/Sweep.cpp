@@ -20,7 +20,7 @@ constexpr long kMostPoints = 100000;
 
 /// Where programs are slow, only some of the points behind the first ones are tried. Those of one
 /// row are those of the next, and the number is a prime, so that all kinds have their turn.
-constexpr long kFirstPoints = 30;
+constexpr long kFirstPoints = 10;
 constexpr long kStride = kx_test::kIsSlow ? 31 : 1;
 
 long nextPoint(long n) { return n < kFirstPoints ? n + 1 : n + kStride; }

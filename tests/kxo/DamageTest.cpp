@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "Kept.h"
+#include "Pace.h"
 #include "ToolTest.h"
 
 namespace kxo_test {
@@ -140,8 +141,13 @@ TEST_F(Damage, ALackingFieldIsNamedWithItsRow) {
   EXPECT_THAT(Told(UserFile("bad.kxo")), HasSubstr("(row 2 of 2): Data class not found error"));
 }
 
+/// How far it is from one place to the next: in the front and the rows they lie close together.
+size_t StepAt(size_t place, size_t between) {
+  return (place < 40 || place > 1300 ? 3 : between) * kx_test::kSweepStep;
+}
+
 TEST_F(Damage, EveryCutIsToldInOneLine) {
-  for (size_t length = 0; length < good_.size(); length += length < 40 || length > 1300 ? 3 : 97) {
+  for (size_t length = 0; length < good_.size(); length += StepAt(length, 97)) {
     WriteUserFile("bad.kxo", good_.substr(0, length));
     for (const char* command : {"show", "info"}) {
       const ProgramRun run = Kxo({command, "bad.kxo"});
@@ -153,7 +159,7 @@ TEST_F(Damage, EveryCutIsToldInOneLine) {
 }
 
 TEST_F(Damage, EveryChangedByteIsShownOrTold) {
-  for (size_t offset = 0; offset < good_.size(); offset += offset < 40 || offset > 1300 ? 3 : 61) {
+  for (size_t offset = 0; offset < good_.size(); offset += StepAt(offset, 61)) {
     WriteUserFile("bad.kxo", WithByte(offset, static_cast<char>(~good_[offset])));
     const ProgramRun run = Kxo({"info", "bad.kxo"});
     EXPECT_THAT(run.exitCode, AnyOf(Eq(0), Eq(3))) << offset << ": " << run.err;
